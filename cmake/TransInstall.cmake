@@ -1,0 +1,28 @@
+# Installation: libraries, headers, the CMake package and the pkg-config file.
+include(CMakePackageConfigHelpers)
+
+set(TRANS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TransSpace")
+
+install(TARGETS transspace zelthost EXPORT TransSpaceTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+    RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}"
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/transspace")
+
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" "${PROJECT_SOURCE_DIR}/datasource/"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/transspace"
+    FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT TransSpaceTargets NAMESPACE TransSpace:: DESTINATION "${TRANS_CMAKE_DIR}")
+
+configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/TransSpaceConfig.cmake.in"
+    "${PROJECT_BINARY_DIR}/TransSpaceConfig.cmake" INSTALL_DESTINATION "${TRANS_CMAKE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/TransSpaceConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/TransSpaceConfig.cmake"
+              "${PROJECT_BINARY_DIR}/TransSpaceConfigVersion.cmake"
+              "${PROJECT_SOURCE_DIR}/cmake/FindXalanC.cmake"
+    DESTINATION "${TRANS_CMAKE_DIR}")
+
+configure_file("${PROJECT_SOURCE_DIR}/cmake/transspace.pc.in" "${PROJECT_BINARY_DIR}/transspace.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/transspace.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

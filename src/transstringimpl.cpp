@@ -1,0 +1,69 @@
+#include "transstringimpl.h"
+
+#include "transutil.h"
+
+#include <clocale>
+#include <unicode/locid.h>
+
+TransStringImpl::TransStringImpl(char16_t const* text) {
+    if (text != nullptr) {
+        text_.setTo(text);
+    }
+}
+
+TransStringImpl::TransStringImpl(char const* text) {
+    if (text != nullptr) {
+        mbcs_.assign(text);
+    }
+}
+
+icu::UnicodeString const& TransStringImpl::mixedUTF16() const {
+    if (text_.isEmpty() && ! mbcs_.empty()) {
+        text_ = TransUtil::MBCStoUTF16(mbcs_);
+    }
+    text_.getTerminatedBuffer(); // asUTF16 hands out the buffer
+    return text_;
+}
+
+std::string const& TransStringImpl::mixedMBCS() const {
+    if (mbcs_.empty() && ! text_.isEmpty()) {
+        mbcs_ = TransUtil::UTF16toMBCS(text_);
+    }
+    return mbcs_;
+}
+
+icu::UnicodeString const& TransStringImpl::upperUTF16() const {
+    if (upper_.isEmpty() && ! empty()) {
+        upper_ = mixedUTF16();
+        char const* name = std::setlocale(LC_CTYPE, nullptr);
+        upper_.toUpper(icu::Locale::createCanonical(name != nullptr ? name : "C"));
+    }
+    return upper_;
+}
+
+bool TransStringImpl::operator<(TransStringImpl const& other) const {
+    return upperUTF16().compare(other.upperUTF16()) < 0;
+}
+
+TransStringImpl& TransStringImpl::trim(TransStatus& status) {
+    status.reset();
+    mixedUTF16();
+    text_.trim();
+    upper_.remove();
+    mbcs_.clear();
+    status.warning(empty());
+    return *this;
+}
+
+char16_t const* TransStringImpl::asUTF16(TransStatus& status) const {
+    status.reset();
+    status.warning(empty());
+    mixedUTF16();
+    return text_.getTerminatedBuffer();
+}
+
+char const* TransStringImpl::asMBCS(TransStatus& status) const {
+    status.reset();
+    status.warning(empty());
+    return mixedMBCS().c_str();
+}

@@ -1,0 +1,3 @@
+#include "transvalueimpl.h"
+
+TransValueImpl::~TransValueImpl() = default;
