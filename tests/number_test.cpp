@@ -1,0 +1,129 @@
+#include "testsupport.h"
+#include "transdoubleimpl.h"
+#include "transintegerimpl.h"
+#include "transutil.h"
+#include "transvalue.h"
+
+#include <clocale>
+#include <cstdint>
+#include <gtest/gtest.h>
+#include <limits>
+
+using testing_support::flags;
+using testing_support::mbcs;
+using testing_support::ScopedLocale;
+using testing_support::take;
+
+namespace {
+
+char const* const english = "en_US.UTF-8";
+char const* const german = "de_DE.UTF-8";
+
+} // namespace
+
+TEST(Number, DoublesFormatInTheProcessNumericLocale) {
+    struct Case {
+        char const* locale;
+        double value;
+        char16_t const* text;
+    };
+    Case const cases[] = {{english, 2.5, u"2.5"},
+                          {english, 3.14159, u"3.142"},
+                          {english, 1.0, u"1"},
+                          {english, 0.0, u"0"},
+                          {english, -0.5, u"-0.5"},
+                          {english, 0.12345, u"0.123"},
+                          {english, 0.0625, u"0.062"},
+                          {english, 0.1875, u"0.188"},          // half-even
+                          {english, 1234567.25, u"1234567.25"}, // no grouping
+                          {german, 2.5, u"2,5"},
+                          {german, -0.5, u"-0,5"},
+                          {german, 3.14159, u"3,142"},
+                          {german, 1234567.25, u"1234567,25"}};
+    for (Case const& c : cases) {
+        ScopedLocale locale(LC_NUMERIC, c.locale);
+        TransStatus status;
+        EXPECT_EQ(take(TransDoubleImpl(c.value).asString(status)), c.text)
+            << c.value << " in " << c.locale;
+        EXPECT_EQ(flags(status), "none");
+    }
+}
+
+TEST(Number, ExplicitLocaleOverridesTheProcessLocale) {
+    ScopedLocale locale(LC_NUMERIC, english);
+    TransStatus status;
+    EXPECT_EQ(take(TransDoubleImpl(2.5).asString(icu::Locale::getGerman(), status)), u"2,5");
+    EXPECT_EQ(flags(status), "none");
+}
+
+TEST(Number, XMLTextIsEnglishWhateverTheProcessLocale) {
+    struct Case {
+        double value;
+        char16_t const* text;
+    };
+    Case const cases[] = {
+        {2.5, u"2.5"}, {0.12345, u"0.123"}, {1234567.25, u"1234567.25"}, {-0.5, u"-0.5"}};
+    ScopedLocale locale(LC_NUMERIC, german);
+    for (Case const& c : cases) {
+        TransStatus status;
+        EXPECT_EQ(take(TransDoubleImpl(c.value).asXMLString(status)), c.text) << c.value;
+        EXPECT_EQ(flags(status), "none");
+    }
+}
+
+TEST(Number, IntegersFormatExactlyWithoutGrouping) {
+    struct Case {
+        long long value;
+        char16_t const* text;
+    };
+    Case const cases[] = {{42, u"42"},
+                          {-7, u"-7"},
+                          {1234567, u"1234567"},
+                          {9007199254740993LL, u"9007199254740993"}, // not exact as a double
+                          {std::numeric_limits<std::int64_t>::max(), u"9223372036854775807"},
+                          {std::numeric_limits<std::int64_t>::min(), u"-9223372036854775808"}};
+    for (char const* name : {english, german}) {
+        ScopedLocale locale(LC_NUMERIC, name);
+        for (Case const& c : cases) {
+            TransStatus status;
+            EXPECT_EQ(take(TransIntegerImpl(c.value).asString(status)), c.text)
+                << c.value << " in " << name;
+            EXPECT_EQ(flags(status), "none");
+        }
+    }
+}
+
+TEST(Number, TextParsesInTheProcessNumericLocale) {
+    struct Case {
+        char const* locale;
+        char16_t const* text;
+        double value;
+    };
+    Case const cases[] = {{english, u"12.5", 12.5},
+                          {english, u"42", 42.0},
+                          {english, u"-3.25", -3.25},
+                          {english, u"1,234.5", 1234.5}, // grouping is accepted
+                          {english, u"9007199254740993", 9007199254740992.0},
+                          {english, u"", TransMissingValue},
+                          {english, u"abc", TransMissingValue},
+                          {german, u"12,5", 12.5},
+                          {german, u"1.234,5", 1234.5},
+                          {german, u"abc", TransMissingValue}};
+    for (Case const& c : cases) {
+        ScopedLocale locale(LC_NUMERIC, c.locale);
+        EXPECT_EQ(TransUtil::UTF16toDouble(icu::UnicodeString(c.text)), c.value)
+            << "'" << mbcs(TransString(c.text)) << "' in " << c.locale;
+    }
+}
+
+TEST(Number, TextValueParsesWithTheLocaleOfTheCall) {
+    TransValue const value(TransString(u"12,5"));
+    {
+        ScopedLocale locale(LC_NUMERIC, german);
+        TransStatus status;
+        EXPECT_EQ(value.asDouble(status), 12.5);
+        EXPECT_EQ(flags(status), "none");
+    }
+    ScopedLocale locale(LC_NUMERIC, english);
+    EXPECT_NE(value.asDouble(), 12.5);
+}
