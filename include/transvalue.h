@@ -14,6 +14,13 @@
 #include "transvalueimpl.h"
 
 #include <memory>
+#include <xercesc/util/XercesDefs.hpp>
+
+namespace XERCES_CPP_NAMESPACE {
+class DOMDocument;
+}
+
+class ZELT_DataSource;
 
 class TRANS_EXPORT TransValue {
 public:
@@ -23,6 +30,12 @@ public:
     TransValue(TransString const& text);
     // A double value.
     TransValue(double number);
+    // A document value holding its own copy of the document's element tree (an empty document for
+    // a null pointer). Needs the XML libraries initialised (a live TransSpace).
+    TransValue(xercesc::DOMDocument const* document);
+    // A document value holding the data source's dictionary document. Needs the XML libraries
+    // initialised (a live TransSpace).
+    TransValue(ZELT_DataSource const& source);
     // A deep copy.
     TransValue(TransValue const& other);
     ~TransValue();

@@ -1,5 +1,6 @@
 #include "transvalue.h"
 
+#include "transdomimpl.h"
 #include "transdoubleimpl.h"
 #include "transnullimpl.h"
 #include "transtextimpl.h"
@@ -9,6 +10,12 @@ TransValue::TransValue() : impl_(std::make_unique<TransNullImpl>()) {}
 TransValue::TransValue(TransString const& text) : impl_(std::make_unique<TransTextImpl>(text)) {}
 
 TransValue::TransValue(double number) : impl_(std::make_unique<TransDoubleImpl>(number)) {}
+
+TransValue::TransValue(xercesc::DOMDocument const* document)
+    : impl_(std::make_unique<TransDOMImpl>(document)) {}
+
+TransValue::TransValue(ZELT_DataSource const& source)
+    : impl_(std::make_unique<TransDOMImpl>(source)) {}
 
 TransValue::TransValue(TransValue const& other) : impl_(other.impl_->clone()) {}
 

@@ -1,0 +1,106 @@
+// TransDOMImpl: a whole XML document as a value.
+//
+// A document value owns its own Xerces document, which never changes after construction, and a
+// Xalan view of it on which XPath queries run. It is built from a caller's document (copied: only
+// the document element and its subtree), from another document value (copied), or from a data
+// source (the dictionary document, taken over). Document values may only exist while a TransSpace
+// is alive or the caller keeps the XML libraries initialised itself.
+//
+// Queries take a context path, evaluated at the document node to select one node, and a path
+// evaluated at that node. Prefixes in both resolve against the namespace declarations anywhere in
+// the document. The result is converted by XPath's own rules; node sets give the nodes' DOM node
+// values (an attribute's value, a text node's text, the empty string for an element):
+//   failure + warning  blank context or path, no context node, an error in the path, or a result
+//                      type that has no conversion;
+//   warning alone      an empty answer, no number, an empty node set, or several nodes where one
+//                      was expected (asString, asDouble);
+//   no flag            one clean answer.
+// An error raised while evaluating the context path (a syntax error, a result that is not a node
+// set) is an XPath exception thrown to the caller. A document without any element (a value made
+// from a null document) has no node to select: its context paths select nothing.
+#ifndef TRANSDOMIMPL_H
+#define TRANSDOMIMPL_H
+
+#include "transexport.h"
+#include "transvalueimpl.h"
+
+#include <memory>
+#include <xalanc/Include/PlatformDefinitions.hpp>
+#include <xercesc/util/XercesDefs.hpp>
+
+namespace XERCES_CPP_NAMESPACE {
+class DOMDocument;
+}
+
+namespace XALAN_CPP_NAMESPACE {
+class XalanDocument;
+class XercesParserLiaison;
+class XPathEvaluator;
+class XObjectPtr;
+} // namespace XALAN_CPP_NAMESPACE
+
+class ZELT_DataSource;
+
+class TRANS_EXPORT TransDOMImpl : public TransValueImpl {
+public:
+    // A copy of the caller's document element and its subtree; a null pointer, or a document
+    // without an element, gives an empty document. The caller keeps its document.
+    explicit TransDOMImpl(xercesc::DOMDocument const* document);
+    // A copy with its own document, view and evaluator.
+    TransDOMImpl(TransDOMImpl const& other);
+    // The dictionary document of the data source. Exceptions of the XML library raised while the
+    // dictionary is filled pass to the caller. Should the document not be created at all, the
+    // value holds an empty document.
+    explicit TransDOMImpl(ZELT_DataSource const& source);
+    ~TransDOMImpl() override;
+    TransDOMImpl& operator=(TransDOMImpl other) noexcept;
+    void swap(TransDOMImpl& other) noexcept;
+
+    TransDOMImpl* clone() const override;
+    TransString* asString(TransString const& context, TransString const& path,
+                          TransStatus& status) const override;
+    TransStringList* asStringList(TransString const& context, TransString const& path,
+                                  TransStatus& status) const override;
+    // The document as XML text in the process code page, named in the declaration; characters the
+    // code page lacks are written as character references. Failure (with whatever was written)
+    // when the serializer raises, for instance for a character that XML cannot carry; failure and
+    // warning with an empty text when the process has no code page name.
+    TransString* asMBCSXML(TransStatus& status) const override;
+    // The document as XML text in UTF-16 (no byte-order mark). Failure as for asMBCSXML.
+    TransString* asUTF16XML(TransStatus& status) const override;
+    // asUTF16XML, always with the warning flag.
+    TransString* asString(TransStatus& status) const override;
+    double asDouble(TransString const& context, TransString const& path,
+                    TransStatus& status) const override;
+    // The missing value with failure and warning: a document has no number.
+    double asDouble(TransStatus& status) const override;
+    // The Xalan view of the document, owned by the value; the same pointer on every call.
+    xalanc::XalanDocument* asXalanDocument(TransStatus& status) const override;
+
+private:
+    struct DocumentReleaser {
+        void operator()(xercesc::DOMDocument* document) const noexcept;
+    };
+    struct LiaisonDeleter {
+        void operator()(xalanc::XercesParserLiaison* liaison) const noexcept;
+    };
+    struct EvaluatorDeleter {
+        void operator()(xalanc::XPathEvaluator* evaluator) const noexcept;
+    };
+
+    void init();
+    void copyDocument(xercesc::DOMDocument const* source);
+    void wrapDocument();
+    TransString* writeXML(bool utf16, TransStatus& status) const;
+    xalanc::XObjectPtr evaluateXPath(char16_t const* context, char16_t const* path,
+                                     TransStatus& status) const;
+
+    // Declared in this order; destroyed liaison (with the view) first, then the evaluator, then
+    // the document (see the destructor).
+    std::unique_ptr<xercesc::DOMDocument, DocumentReleaser> xercesDocument_;
+    std::unique_ptr<xalanc::XercesParserLiaison, LiaisonDeleter> parserLiaison_;
+    xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
+    std::unique_ptr<xalanc::XPathEvaluator, EvaluatorDeleter> evaluator_;
+};
+
+#endif // TRANSDOMIMPL_H

@@ -1,0 +1,148 @@
+#include "testsupport.h"
+#include "transdomimpl.h"
+#include "transspace.h"
+#include "xmlsupport.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <xercesc/dom/DOMElement.hpp>
+
+using testing_support::flags;
+using testing_support::mbcs;
+using testing_support::OwnedString;
+using testing_support::parseXml;
+using testing_support::ScopedCodePage;
+using testing_support::take;
+using testing_support::treeShape;
+using testing_support::utf16;
+
+namespace {
+
+std::u16string const utf16Declaration =
+    u"<?xml version=\"1.0\" encoding=\"UTF-16\" standalone=\"no\" ?>";
+
+class Document : public ::testing::Test {
+protected:
+    TransSpace space_; // keeps the XML libraries up
+};
+
+} // namespace
+
+TEST_F(Document, NullDocumentWritesNoElementAndFindsNothing) {
+    TransValue const value(static_cast<xercesc::DOMDocument const*>(nullptr));
+    TransStatus status;
+    EXPECT_EQ(utf16Declaration, take(value.asUTF16XML(status)));
+    EXPECT_EQ("none", flags(status));
+
+    OwnedString found(value.asString(TransString(u"/"), TransString(u"count(*)"), status));
+    EXPECT_EQ("F+W", flags(status));
+    EXPECT_TRUE(found->empty());
+    EXPECT_EQ(TransMissingValue, value.asDouble(TransString(u"//*"), TransString(u"."), status));
+    EXPECT_EQ("F+W", flags(status));
+    // A syntax error in the context path still reaches the caller.
+    EXPECT_ANY_THROW(value.asDouble(TransString(u"/["), TransString(u"."), status));
+}
+
+TEST_F(Document, CopiesOnlyTheDocumentElementTree) {
+    auto source =
+        parseXml("<!--before--><?pi x?><root a=\"1\"><child>text</child></root><!--after-->");
+    TransValue const value(source.get());
+    source.reset(); // the value keeps its own copy
+
+    OwnedString xml(value.asMBCSXML());
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?>"
+              "<root a=\"1\"><child>text</child></root>",
+              mbcs(*xml));
+}
+
+TEST_F(Document, TextRoundTripsThroughTheParser) {
+    std::string const text =
+        "<r xmlns=\"urn:d\" xmlns:p=\"urn:p\"><p:a p:k=\"v &amp; w\">x<![CDATA[<y>]]></p:a>"
+        "<!-- c --><?target data?><b z=\"&#x20AC;\"/>caf\xC3\xA9</r>";
+    auto source = parseXml(text);
+    TransValue const value(source.get());
+    auto again = parseXml(mbcs(*OwnedString(value.asMBCSXML())));
+    EXPECT_EQ(treeShape(source.get()), treeShape(again.get()));
+}
+
+TEST_F(Document, CopiesAreIndependent) {
+    auto source = parseXml("<root><v n=\"1\"/></root>");
+    auto original = std::make_unique<TransValue>(source.get());
+    TransValue const copy(*original);
+    std::unique_ptr<TransValueImpl> clone(
+        TransDOMImpl(source.get()).clone()); // clone of a temporary outlives it
+    std::u16string const text = take(original->asUTF16XML());
+    original.reset();
+    EXPECT_EQ(text, take(copy.asUTF16XML()));
+    TransStatus status;
+    EXPECT_EQ(text, take(clone->asUTF16XML(status)));
+    EXPECT_EQ(1.0, copy.asDouble(TransString(u"/root/v"), TransString(u"@n")));
+}
+
+TEST_F(Document, ScalarQueriesHaveFixedAnswers) {
+    auto source = parseXml("<root/>");
+    TransValue const value(source.get());
+    TransStatus status;
+    std::u16string const xml = take(value.asUTF16XML(status));
+    EXPECT_EQ(xml, take(value.asString(status)));
+    EXPECT_EQ("W", flags(status));
+    EXPECT_EQ(xml, take(value.asXML()));
+    EXPECT_EQ(TransMissingValue, value.asDouble(status));
+    EXPECT_EQ("F+W", flags(status));
+
+    xalanc::XalanDocument* view = value.asXalanDocument(status);
+    EXPECT_NE(nullptr, view);
+    EXPECT_EQ("none", flags(status));
+    EXPECT_EQ(view, value.asXalanDocument(status));
+}
+
+TEST_F(Document, UTF16TextHasNoByteOrderMark) {
+    auto source = parseXml("<root>\xE2\x82\xAC</root>");
+    TransValue const value(source.get());
+    std::u16string const text = take(value.asUTF16XML());
+    EXPECT_EQ(utf16Declaration + u"<root>\u20AC</root>", text);
+}
+
+TEST_F(Document, MultibyteTextFollowsTheCodePage) {
+    auto source = parseXml("<root a=\"\xC3\xA9\xE2\x82\xAC\">\xC3\xA9\xE2\x82\xAC</root>");
+    TransValue const value(source.get());
+    {
+        ScopedCodePage const latin1(0, "ISO-8859-1");
+        OwnedString xml(value.asMBCSXML());
+        // é is one byte in the code page; the euro sign is not in it and becomes a reference.
+        EXPECT_EQ("<?xml version=\"1.0\" encoding=\"ISO-8859-1\" standalone=\"no\" ?>"
+                  "<root a=\"\xE9&#x20AC;\">\xE9&#x20AC;</root>",
+                  mbcs(*xml));
+        EXPECT_EQ(u"<root a=\"\u00E9&#x20AC;\">\u00E9&#x20AC;</root>",
+                  utf16(*xml).substr(utf16(*xml).find(u"<root")));
+    }
+    OwnedString xml(value.asMBCSXML());
+    EXPECT_NE(std::string::npos, mbcs(*xml).find("encoding=\"UTF-8\""));
+}
+
+TEST_F(Document, TextThatXMLCannotCarryFailsTheWriter) {
+    auto source = parseXml("<root><a/></root>");
+    source->getDocumentElement()->setAttribute(u"bad", u"x\u0001y");
+    TransValue const value(source.get());
+    TransStatus status;
+    std::u16string const text = take(value.asUTF16XML(status));
+    EXPECT_TRUE(status.failure());
+    EXPECT_EQ(std::u16string::npos, text.find(u"</root>")) << "a failed write is not whole";
+}
+
+TEST(DocumentSpaces, FirstSpaceDestroyedLeavesTheSecondsDocumentsUsable) {
+    auto first = std::make_unique<TransSpace>();
+    TransSpace second;
+    auto source = parseXml("<root><v n=\"42\"/></root>");
+    second.add(TransString("doc"), TransValue(source.get()));
+    source.reset();
+    first.reset();
+
+    TransValue const& stored = second.find(TransString("DOC"));
+    TransStatus status;
+    EXPECT_EQ(42.0, stored.asDouble(TransString(u"/root/v"), TransString(u"@n"), status));
+    EXPECT_EQ("none", flags(status));
+    TransValue const copy(stored);
+    EXPECT_EQ(take(stored.asUTF16XML()), take(copy.asUTF16XML()));
+}
