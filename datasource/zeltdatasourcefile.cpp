@@ -1,0 +1,711 @@
+#include "zeltdatasourcefile.h"
+
+#include "zeltplatform.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <fstream>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <unicode/ucnv.h>
+#include <unicode/ucnv_err.h>
+#include <unicode/unistr.h>
+
+namespace {
+
+using Json = nlohmann::ordered_json; // keeps the file's order of attribute entries
+
+// ------------------------------------------------------------------------------------------------
+// Errors with the JSON location of the value at fault
+
+class Location {
+public:
+    Location(std::string name, std::string pointer)
+        : name_(std::move(name)), pointer_(std::move(pointer)) {}
+
+    Location operator/(std::string const& key) const {
+        std::string escaped;
+        for (char c : key) {
+            if (c == '~') {
+                escaped += "~0";
+            } else if (c == '/') {
+                escaped += "~1";
+            } else {
+                escaped += c;
+            }
+        }
+        return Location(name_, pointer_ + "/" + escaped);
+    }
+    Location operator/(std::size_t index) const { return *this / std::to_string(index); }
+
+    [[noreturn]] void fail(std::string const& what) const {
+        throw DataSourceFileError(name_ + ": " + (pointer_.empty() ? "/" : pointer_) + ": " + what);
+    }
+
+private:
+    std::string name_;
+    std::string pointer_;
+};
+
+char const* typeName(Json const& value) {
+    switch (value.type()) {
+    case Json::value_t::null:
+        return "null";
+    case Json::value_t::boolean:
+        return "a boolean";
+    case Json::value_t::string:
+        return "a string";
+    case Json::value_t::array:
+        return "an array";
+    case Json::value_t::object:
+        return "an object";
+    case Json::value_t::number_float:
+        return "a number with a fraction";
+    default:
+        return "a number";
+    }
+}
+
+void expect(bool ok, Json const& value, Location const& at, char const* wanted) {
+    if (! ok) {
+        at.fail(std::string("expected ") + wanted + ", found " + typeName(value));
+    }
+}
+
+// Checks that an object has only the given keys.
+void onlyKeys(Json const& object, Location const& at, std::initializer_list<char const*> keys) {
+    expect(object.is_object(), object, at, "an object");
+    for (auto const& item : object.items()) {
+        bool const known = std::any_of(keys.begin(), keys.end(),
+                                       [&](char const* key) { return item.key() == key; });
+        if (! known) {
+            (at / item.key()).fail("unknown key \"" + item.key() + "\"");
+        }
+    }
+}
+
+long long integer(Json const& value, Location const& at, long long low, long long high) {
+    expect(value.is_number_integer(), value, at, "an integer");
+    long long number = 0;
+    if (value.is_number_unsigned()) {
+        auto const unsignedValue = value.get<std::uint64_t>();
+        if (unsignedValue > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
+            at.fail("integer out of range");
+        }
+        number = static_cast<long long>(unsignedValue);
+    } else {
+        number = value.get<long long>();
+    }
+    if (number < low || number > high) {
+        at.fail("integer out of range " + std::to_string(low) + " to " + std::to_string(high));
+    }
+    return number;
+}
+
+int integer32(Json const& value, Location const& at) {
+    return static_cast<int>(
+        integer(value, at, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+}
+
+double number(Json const& value, Location const& at) {
+    expect(value.is_number(), value, at, "a number");
+    return value.get<double>();
+}
+
+bool boolean(Json const& value, Location const& at) {
+    expect(value.is_boolean(), value, at, "true or false");
+    return value.get<bool>();
+}
+
+// ------------------------------------------------------------------------------------------------
+// Text in the process code page
+
+class CodePage {
+public:
+    CodePage() {
+        name_ = qUTF8mode() != 0 ? "UTF-8" : ZELTMBDefaultCodePage();
+        utf8_ = ucnv_compareNames(name_.c_str(), "UTF-8") == 0;
+        if (! utf8_) {
+            UErrorCode error = U_ZERO_ERROR;
+            converter_.adoptInstead(ucnv_open(name_.c_str(), &error));
+            if (U_FAILURE(error)) {
+                converter_.adoptInstead(nullptr);
+            } else {
+                // Refuse characters the code page cannot hold instead of substituting them.
+                ucnv_setFromUCallBack(converter_.getAlias(), UCNV_FROM_U_CALLBACK_STOP, nullptr,
+                                      nullptr, nullptr, &error);
+            }
+        }
+    }
+
+    std::string const& name() const noexcept { return name_; }
+
+    // The UTF-8 text in the code page; false when it cannot be represented.
+    bool convert(std::string const& utf8, std::string& result) const {
+        if (utf8_ || utf8.empty()) {
+            result = utf8;
+            return true;
+        }
+        if (converter_.isNull()) {
+            return false;
+        }
+        icu::UnicodeString const text = icu::UnicodeString::fromUTF8(utf8);
+        UErrorCode error = U_ZERO_ERROR;
+        int32_t const needed = ucnv_fromUChars(converter_.getAlias(), nullptr, 0, text.getBuffer(),
+                                               text.length(), &error);
+        if (error != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(error)) {
+            return false;
+        }
+        result.assign(static_cast<std::size_t>(needed), '\0');
+        error = U_ZERO_ERROR;
+        ucnv_fromUChars(converter_.getAlias(), result.data(), needed, text.getBuffer(),
+                        text.length(), &error);
+        return U_SUCCESS(error);
+    }
+
+private:
+    std::string name_;
+    bool utf8_ = false;
+    icu::LocalUConverterPointer converter_;
+};
+
+std::string text(Json const& value, Location const& at, CodePage const& codePage) {
+    expect(value.is_string(), value, at, "a string");
+    std::string result;
+    if (! codePage.convert(value.get<std::string>(), result)) {
+        at.fail("text cannot be written in the code page " + codePage.name());
+    }
+    return result;
+}
+
+// ------------------------------------------------------------------------------------------------
+// Formats
+
+struct FormatName {
+    char const* name;
+    int code;
+};
+
+constexpr FormatName formatNames[] = {
+    {"A", 1},        {"AHEX", 2},   {"COMMA", 3},    {"DOLLAR", 4}, {"F", 5},      {"IB", 6},
+    {"IBHEX", 7},    {"P", 8},      {"PIB", 9},      {"PK", 10},    {"RB", 11},    {"RBHEX", 12},
+    {"Z", 15},       {"N", 16},     {"E", 17},       {"DATE", 20},  {"TIME", 21},  {"DATETIME", 22},
+    {"ADATE", 23},   {"JDATE", 24}, {"DTIME", 25},   {"WKDAY", 26}, {"MONTH", 27}, {"MOYR", 28},
+    {"QYR", 29},     {"WKYR", 30},  {"PERCENT", 31}, {"DOT", 32},   {"CCA", 33},   {"CCB", 34},
+    {"CCC", 35},     {"CCD", 36},   {"CCE", 37},     {"EDATE", 38}, {"SDATE", 39}, {"G", 40},
+    {"LNUMBER", 41}, {"LDATE", 42}, {"LTIME", 43},   {"LCA", 44},   {"LCB", 45},   {"LCC", 46},
+    {"LCD", 47},     {"LCE", 48},   {"LCF", 49},     {"LCG", 50},   {"LCH", 51},   {"LCI", 52},
+    {"LCJ", 53},     {"MTIME", 85}, {"YMDHMS", 86},
+};
+
+struct Format {
+    ZELT_Variable::FormatType type;
+    int width;
+    int decimals;
+};
+
+// Parses "F8.2", "A12", "DATE11": a format name (any letter case), the width, and optionally a
+// point and the decimals.
+bool parseFormatText(std::string const& text, Format& format) {
+    std::size_t position = 0;
+    while (position < text.size() && std::isalpha(static_cast<unsigned char>(text[position]))) {
+        ++position;
+    }
+    std::string name = text.substr(0, position);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    auto const found = std::find_if(std::begin(formatNames), std::end(formatNames),
+                                    [&](FormatName const& entry) { return name == entry.name; });
+    if (found == std::end(formatNames)) {
+        return false;
+    }
+    auto digits = [&](int& value) {
+        std::size_t const start = position;
+        long long number = 0;
+        while (position < text.size() && std::isdigit(static_cast<unsigned char>(text[position]))) {
+            number = number * 10 + (text[position] - '0');
+            if (number > std::numeric_limits<int>::max()) {
+                return false;
+            }
+            ++position;
+        }
+        value = static_cast<int>(number);
+        return position > start;
+    };
+    format.type = static_cast<ZELT_Variable::FormatType>(found->code);
+    format.decimals = 0;
+    if (! digits(format.width)) {
+        return false;
+    }
+    if (position < text.size() && text[position] == '.') {
+        ++position;
+        if (! digits(format.decimals)) {
+            return false;
+        }
+    }
+    return position == text.size();
+}
+
+Format format(Json const& value, Location const& at) {
+    Format result{};
+    if (value.is_string()) {
+        std::string const formatText = value.get<std::string>();
+        if (! parseFormatText(formatText, result)) {
+            at.fail("unknown format name \"" + formatText + "\"");
+        }
+        return result;
+    }
+    expect(value.is_object(), value, at, "a format text such as \"F8.2\" or an object");
+    onlyKeys(value, at, {"type", "width", "decimals"});
+    for (char const* key : {"type", "width"}) {
+        if (! value.contains(key)) {
+            at.fail(std::string("missing key \"") + key + "\"");
+        }
+    }
+    result.type = static_cast<ZELT_Variable::FormatType>(integer32(value["type"], at / "type"));
+    result.width = integer32(value["width"], at / "width");
+    result.decimals =
+        value.contains("decimals") ? integer32(value["decimals"], at / "decimals") : 0;
+    return result;
+}
+
+// ------------------------------------------------------------------------------------------------
+// Variables
+
+int code(Json const& value, Location const& at, std::initializer_list<char const*> names) {
+    if (value.is_string()) {
+        std::string const word = value.get<std::string>();
+        int index = 0;
+        for (char const* name : names) {
+            if (word == name) {
+                return index;
+            }
+            ++index;
+        }
+        std::string list;
+        for (char const* name : names) {
+            list += list.empty() ? "" : ", ";
+            list += std::string("\"") + name + "\"";
+        }
+        at.fail("unknown value \"" + word + "\" (expected " + list + " or an integer code)");
+    }
+    return integer32(value, at);
+}
+
+double missingBound(Json const& value, Location const& at) {
+    if (value.is_string()) {
+        std::string const word = value.get<std::string>();
+        if (word == "lowest") {
+            return ZELT_Variable::missingLowest;
+        }
+        if (word == "highest") {
+            return ZELT_Variable::missingHighest;
+        }
+        at.fail("unknown range bound \"" + word +
+                "\" (expected a number, \"lowest\" or \"highest\")");
+    }
+    return number(value, at);
+}
+
+void missingValues(ZELT_Variable& variable, Json const& value, Location const& at,
+                   CodePage const& codePage) {
+    bool const numeric = variable.GetType() == 0;
+    if (value.is_object()) {
+        onlyKeys(value, at, {"range", "value"});
+        if (! numeric) {
+            at.fail("a range of missing values needs a numeric variable");
+        }
+        if (! value.contains("range")) {
+            at.fail("missing key \"range\"");
+        }
+        Json const& range = value["range"];
+        expect(range.is_array() && range.size() == 2, range, at / "range",
+               "an array of two bounds");
+        double const low = missingBound(range[0], at / "range" / 0);
+        double const high = missingBound(range[1], at / "range" / 1);
+        try {
+            if (value.contains("value")) {
+                variable.setMissingRange(low, high, number(value["value"], at / "value"));
+            } else {
+                variable.setMissingRange(low, high);
+            }
+        } catch (std::invalid_argument const& error) {
+            (at / "range").fail(error.what());
+        }
+        return;
+    }
+    expect(value.is_array(), value, at, "an array of up to 3 values or a range object");
+    if (value.size() > 3) {
+        at.fail("more than 3 missing values");
+    }
+    try {
+        if (numeric) {
+            std::vector<double> numbers;
+            for (std::size_t i = 0; i < value.size(); ++i) {
+                numbers.push_back(number(value[i], at / i));
+            }
+            variable.setMissingValues(numbers);
+        } else {
+            std::vector<std::string> texts;
+            for (std::size_t i = 0; i < value.size(); ++i) {
+                texts.push_back(text(value[i], at / i, codePage));
+                if (texts.back().size() > 8) {
+                    (at / i).fail("a string missing value has at most 8 bytes");
+                }
+            }
+            variable.setMissingStrings(texts);
+        }
+    } catch (std::invalid_argument const& error) {
+        at.fail(error.what());
+    }
+}
+
+void valueLabels(ZELT_Variable& variable, Json const& value, Location const& at,
+                 CodePage const& codePage) {
+    expect(value.is_array(), value, at, "an array of [value, label] pairs");
+    bool const numeric = variable.GetType() == 0;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        Json const& pair = value[i];
+        Location const where = at / i;
+        expect(pair.is_array() && pair.size() == 2, pair, where, "a [value, label] pair");
+        std::string label = text(pair[1], where / 1, codePage);
+        if (numeric) {
+            variable.addValueLabel(number(pair[0], where / 0), std::move(label));
+        } else {
+            variable.addValueLabel(text(pair[0], where / 0, codePage), std::move(label));
+        }
+    }
+}
+
+DatasourceAttributes attributes(Json const& value, Location const& at, CodePage const& codePage) {
+    onlyKeys(value, at, {"version", "entries"});
+    DatasourceAttributes result;
+    if (value.contains("version")) {
+        result.setVersion(integer(value["version"], at / "version",
+                                  std::numeric_limits<long long>::min(),
+                                  std::numeric_limits<long long>::max()));
+    }
+    if (value.contains("entries")) {
+        Json const& entries = value["entries"];
+        Location const where = at / "entries";
+        expect(entries.is_object(), entries, where, "an object");
+        for (auto const& entry : entries.items()) {
+            Location const item = where / entry.key();
+            std::vector<std::string> texts;
+            if (entry.value().is_array()) {
+                for (std::size_t i = 0; i < entry.value().size(); ++i) {
+                    texts.push_back(text(entry.value()[i], item / i, codePage));
+                }
+            } else {
+                texts.push_back(text(entry.value(), item, codePage));
+            }
+            std::string name;
+            if (! codePage.convert(entry.key(), name)) {
+                item.fail("text cannot be written in the code page " + codePage.name());
+            }
+            try {
+                result.addAttribute(std::move(name), std::move(texts));
+            } catch (std::invalid_argument const& error) {
+                item.fail(error.what());
+            }
+        }
+    }
+    return result;
+}
+
+ZELT_Variable variable(Json const& value, Location const& at, CodePage const& codePage) {
+    onlyKeys(value, at,
+             {"name", "label", "type", "alignment", "measurementLevel", "displayWidth", "format",
+              "writeFormat", "missingValues", "valueLabels", "attributes"});
+    if (! value.contains("name")) {
+        at.fail("missing key \"name\"");
+    }
+    std::string name = text(value["name"], at / "name", codePage);
+    if (name.empty()) {
+        (at / "name").fail("a variable name must not be empty");
+    }
+    int const type = value.contains("type")
+                         ? static_cast<int>(integer(value["type"], at / "type", 0,
+                                                    ZELT_Variable::maxStringWidth))
+                         : 0;
+    ZELT_Variable result(std::move(name), type);
+    if (value.contains("label")) {
+        result.setLabel(text(value["label"], at / "label", codePage));
+    }
+    if (value.contains("alignment")) {
+        result.setAlignment(
+            code(value["alignment"], at / "alignment", {"left", "right", "center"}));
+    }
+    if (value.contains("measurementLevel")) {
+        result.setMeasurementLevel(code(value["measurementLevel"], at / "measurementLevel",
+                                        {"unknown", "nominal", "ordinal", "scale"}));
+    }
+    if (value.contains("displayWidth")) {
+        result.setDisplayWidth(static_cast<short>(
+            integer(value["displayWidth"], at / "displayWidth", std::numeric_limits<short>::min(),
+                    std::numeric_limits<short>::max())));
+    }
+    if (value.contains("format")) {
+        Format const print = format(value["format"], at / "format");
+        result.setFormat(print.type, print.width, print.decimals);
+        result.setWriteFormat(print.type, print.width, print.decimals);
+    }
+    if (value.contains("writeFormat")) {
+        Format const write = format(value["writeFormat"], at / "writeFormat");
+        result.setWriteFormat(write.type, write.width, write.decimals);
+    }
+    if (value.contains("missingValues")) {
+        missingValues(result, value["missingValues"], at / "missingValues", codePage);
+    }
+    if (value.contains("valueLabels")) {
+        valueLabels(result, value["valueLabels"], at / "valueLabels", codePage);
+    }
+    if (value.contains("attributes")) {
+        result.setAttributes(attributes(value["attributes"], at / "attributes", codePage));
+    }
+    return result;
+}
+
+// ------------------------------------------------------------------------------------------------
+// Sets and extensions
+
+std::vector<std::string> memberNames(Json const& value, Location const& at,
+                                     CodePage const& codePage) {
+    expect(value.is_array(), value, at, "an array of variable names");
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        names.push_back(text(value[i], at / i, codePage));
+    }
+    return names;
+}
+
+VariableSet variableSet(Json const& value, Location const& at, CodePage const& codePage) {
+    onlyKeys(value, at, {"name", "variables"});
+    if (! value.contains("name")) {
+        at.fail("missing key \"name\"");
+    }
+    VariableSet set(text(value["name"], at / "name", codePage));
+    if (value.contains("variables")) {
+        set.setVariableNames(memberNames(value["variables"], at / "variables", codePage));
+    }
+    return set;
+}
+
+VariableSet multipleResponseSet(Json const& value, Location const& at, CodePage const& codePage) {
+    onlyKeys(value, at,
+             {"name", "type", "countedValue", "useCategoryLabels", "labelFromVariable", "label",
+              "variables"});
+    if (! value.contains("name")) {
+        at.fail("missing key \"name\"");
+    }
+    VariableSet set(text(value["name"], at / "name", codePage));
+    if (value.contains("type")) {
+        Json const& type = value["type"];
+        if (type.is_string()) {
+            std::string const word = type.get<std::string>();
+            if (word == "dichotomy") {
+                set.setType(VariableSet::typeDichotomy);
+            } else if (word == "categories") {
+                set.setType(VariableSet::typeCategories);
+            } else {
+                (at / "type")
+                    .fail("unknown set type \"" + word +
+                          "\" (expected \"dichotomy\", \"categories\" or an integer)");
+            }
+        } else {
+            set.setType(integer32(type, at / "type"));
+        }
+    }
+    if (value.contains("countedValue")) {
+        set.setCountedValue(text(value["countedValue"], at / "countedValue", codePage));
+    }
+    if (value.contains("useCategoryLabels")) {
+        set.setUseVariableCategoryLabels(
+            boolean(value["useCategoryLabels"], at / "useCategoryLabels"));
+    }
+    if (value.contains("labelFromVariable")) {
+        set.setLabelSetByVariable(boolean(value["labelFromVariable"], at / "labelFromVariable"));
+    }
+    if (value.contains("label")) {
+        set.setLabel(text(value["label"], at / "label", codePage));
+    }
+    if (value.contains("variables")) {
+        set.setVariableNames(memberNames(value["variables"], at / "variables", codePage));
+    }
+    return set;
+}
+
+int hexDigit(char c) noexcept {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'f') {
+        return c - 'a' + 10;
+    }
+    if (c >= 'A' && c <= 'F') {
+        return c - 'A' + 10;
+    }
+    return -1;
+}
+
+void extension(ZELT_DataSource& source, Json const& value, Location const& at) {
+    onlyKeys(value, at, {"code", "type", "elementSize", "data"});
+    if (! value.contains("code")) {
+        at.fail("missing key \"code\"");
+    }
+    int const extensionCode = integer32(value["code"], at / "code");
+    int const type = value.contains("type") ? integer32(value["type"], at / "type") : extensionCode;
+    int const elementSize = value.contains("elementSize")
+                                ? static_cast<int>(integer(value["elementSize"], at / "elementSize",
+                                                           1, std::numeric_limits<int>::max()))
+                                : 1;
+    std::vector<unsigned char> bytes;
+    if (value.contains("data")) {
+        Json const& data = value["data"];
+        expect(data.is_string(), data, at / "data", "hexadecimal text");
+        std::string const hex = data.get<std::string>();
+        if (hex.size() % 2 != 0) {
+            (at / "data").fail("hexadecimal data of odd length");
+        }
+        bytes.reserve(hex.size() / 2);
+        for (std::size_t i = 0; i < hex.size(); i += 2) {
+            int const high = hexDigit(hex[i]);
+            int const low = hexDigit(hex[i + 1]);
+            if (high < 0 || low < 0) {
+                (at / "data")
+                    .fail("not hexadecimal at character " + std::to_string(i + (high < 0 ? 1 : 2)));
+            }
+            bytes.push_back(static_cast<unsigned char>(high * 16 + low));
+        }
+        if (bytes.size() % static_cast<std::size_t>(elementSize) != 0) {
+            (at / "data")
+                .fail(std::to_string(bytes.size()) +
+                      " bytes are not a whole number of elements of " +
+                      std::to_string(elementSize) + " bytes");
+        }
+    }
+    try {
+        source.addExtension(extensionCode, type, elementSize, std::move(bytes));
+    } catch (std::invalid_argument const& error) {
+        (at / "code").fail(error.what());
+    }
+}
+
+// ------------------------------------------------------------------------------------------------
+// The whole file
+
+ZELT_DataSource dataSource(Json const& root, Location const& at) {
+    onlyKeys(root, at,
+             {"timestamp", "rowCount", "weightVariable", "variables", "variableSets",
+              "multipleResponseSets", "attributes", "extensions"});
+    CodePage const codePage;
+    ZELT_DataSource source;
+    if (root.contains("timestamp")) {
+        source.setTimestamp(number(root["timestamp"], at / "timestamp"));
+    }
+    if (root.contains("rowCount")) {
+        source.setRowCount(integer(root["rowCount"], at / "rowCount",
+                                   std::numeric_limits<long long>::min(),
+                                   std::numeric_limits<long long>::max()));
+    }
+    if (root.contains("variables")) {
+        Json const& variables = root["variables"];
+        expect(variables.is_array(), variables, at / "variables", "an array of variables");
+        source.reserveVariables(variables.size());
+        for (std::size_t i = 0; i < variables.size(); ++i) {
+            Location const where = at / "variables" / i;
+            ZELT_Variable parsed = variable(variables[i], where, codePage);
+            if (source.FindVarIndex(parsed.GetName(), 0) != -1) {
+                (where / "name")
+                    .fail(std::string("duplicate variable name \"") +
+                          variables[i]["name"].get<std::string>() + "\"");
+            }
+            source.addVariable(std::move(parsed));
+        }
+    }
+    if (root.contains("weightVariable")) {
+        Location const where = at / "weightVariable";
+        std::string const name = text(root["weightVariable"], where, codePage);
+        if (source.FindVarIndex(name.c_str(), 0) == -1) {
+            where.fail("no variable named \"" + root["weightVariable"].get<std::string>() + "\"");
+        }
+        source.setWeightVariable(name);
+    }
+    if (root.contains("variableSets")) {
+        Json const& sets = root["variableSets"];
+        expect(sets.is_array(), sets, at / "variableSets", "an array of sets");
+        for (std::size_t i = 0; i < sets.size(); ++i) {
+            source.addVariableSet(variableSet(sets[i], at / "variableSets" / i, codePage));
+        }
+    }
+    if (root.contains("multipleResponseSets")) {
+        Json const& sets = root["multipleResponseSets"];
+        expect(sets.is_array(), sets, at / "multipleResponseSets", "an array of sets");
+        for (std::size_t i = 0; i < sets.size(); ++i) {
+            source.addMultipleResponseSet(
+                multipleResponseSet(sets[i], at / "multipleResponseSets" / i, codePage));
+        }
+    }
+    if (root.contains("attributes")) {
+        source.setAttributes(attributes(root["attributes"], at / "attributes", codePage));
+    }
+    if (root.contains("extensions")) {
+        Json const& extensions = root["extensions"];
+        expect(extensions.is_array(), extensions, at / "extensions", "an array of records");
+        for (std::size_t i = 0; i < extensions.size(); ++i) {
+            extension(source, extensions[i], at / "extensions" / i);
+        }
+    }
+    return source;
+}
+
+// Line and column (both from 1) of a byte offset in the text.
+std::pair<std::size_t, std::size_t> lineAndColumn(std::string const& text, std::size_t offset) {
+    offset = std::min(offset, text.size());
+    std::size_t line = 1;
+    std::size_t column = 1;
+    for (std::size_t i = 0; i < offset; ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
+        }
+    }
+    return {line, column};
+}
+
+} // namespace
+
+ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& name) {
+    Json root;
+    try {
+        root = Json::parse(text);
+    } catch (Json::parse_error const& error) {
+        // The library's message repeats the position in its own words; keep only the reason.
+        std::string reason = error.what();
+        std::size_t const colon = reason.rfind(": ");
+        if (colon != std::string::npos) {
+            reason = reason.substr(colon + 2);
+        }
+        auto const [line, column] = lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0);
+        throw DataSourceFileError(name + ":" + std::to_string(line) + ":" + std::to_string(column) +
+                                  ": invalid JSON: " + reason);
+    }
+    return dataSource(root, Location(name, ""));
+}
+
+ZELT_DataSource loadDataSourceFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (! file) {
+        throw DataSourceFileError(path + ": cannot be read");
+    }
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    if (file.bad()) {
+        throw DataSourceFileError(path + ": cannot be read");
+    }
+    return loadDataSourceJson(contents.str(), path);
+}
