@@ -116,7 +116,10 @@ TEST_P(Queries, ConvertTheResultWithTheirFlags) {
     EXPECT_EQ(query.numberFlags, flags(status));
 }
 
-INSTANTIATE_TEST_SUITE_P(Document, Queries, ::testing::ValuesIn(queries));
+INSTANTIATE_TEST_SUITE_P(Document, Queries, ::testing::ValuesIn(queries),
+                         [](::testing::TestParamInfo<Query> const& info) {
+                             return "query" + std::to_string(info.index);
+                         });
 
 TEST(QueryErrors, AnErrorInTheContextPathReachesTheCaller) {
     TransSpace space;
