@@ -117,8 +117,8 @@ TEST_P(Queries, ConvertTheResultWithTheirFlags) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Document, Queries, ::testing::ValuesIn(queries),
-                         [](::testing::TestParamInfo<Query> const& info) {
-                             return "query" + std::to_string(info.index);
+                         [](::testing::TestParamInfo<Query> const& param) {
+                             return "query" + std::to_string(param.index);
                          });
 
 TEST(QueryErrors, AnErrorInTheContextPathReachesTheCaller) {
