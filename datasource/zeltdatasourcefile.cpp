@@ -207,8 +207,8 @@ struct Format {
 };
 
 // Parses "F8.2", "A12", "DATE11": a format name (any letter case), the width, and optionally a
-// point and the decimals.
-bool parseFormatText(std::string const& text, Format& format) {
+// point and the decimals. Returns what is wrong, or the empty text.
+std::string parseFormatText(std::string const& text, Format& format) {
     std::size_t position = 0;
     while (position < text.size() && std::isalpha(static_cast<unsigned char>(text[position]))) {
         ++position;
@@ -219,7 +219,7 @@ bool parseFormatText(std::string const& text, Format& format) {
     auto const found = std::find_if(std::begin(formatNames), std::end(formatNames),
                                     [&](FormatName const& entry) { return name == entry.name; });
     if (found == std::end(formatNames)) {
-        return false;
+        return "unknown format name \"" + text + "\"";
     }
     auto digits = [&](int& value) {
         std::size_t const start = position;
@@ -237,23 +237,27 @@ bool parseFormatText(std::string const& text, Format& format) {
     format.type = static_cast<ZELT_Variable::FormatType>(found->code);
     format.decimals = 0;
     if (! digits(format.width)) {
-        return false;
+        return "format \"" + text + "\" needs a width (up to 2147483647) after the name";
     }
     if (position < text.size() && text[position] == '.') {
         ++position;
         if (! digits(format.decimals)) {
-            return false;
+            return "format \"" + text + "\" needs the decimals (up to 2147483647) after the point";
         }
     }
-    return position == text.size();
+    if (position != text.size()) {
+        return "format \"" + text + "\" is not a name, a width and optionally \".\" and the decimals";
+    }
+    return std::string();
 }
 
 Format format(Json const& value, Location const& at) {
     Format result{};
     if (value.is_string()) {
         std::string const formatText = value.get<std::string>();
-        if (! parseFormatText(formatText, result)) {
-            at.fail("unknown format name \"" + formatText + "\"");
+        std::string const fault = parseFormatText(formatText, result);
+        if (! fault.empty()) {
+            at.fail(fault);
         }
         return result;
     }
@@ -481,12 +485,20 @@ std::vector<std::string> memberNames(Json const& value, Location const& at,
     return names;
 }
 
+std::string setName(Json const& value, Location const& at, CodePage const& codePage) {
+    std::string name = text(value, at, codePage);
+    if (name.empty()) {
+        at.fail("a set name must not be empty");
+    }
+    return name;
+}
+
 VariableSet variableSet(Json const& value, Location const& at, CodePage const& codePage) {
     onlyKeys(value, at, {"name", "variables"});
     if (! value.contains("name")) {
         at.fail("missing key \"name\"");
     }
-    VariableSet set(text(value["name"], at / "name", codePage));
+    VariableSet set(setName(value["name"], at / "name", codePage));
     if (value.contains("variables")) {
         set.setVariableNames(memberNames(value["variables"], at / "variables", codePage));
     }
@@ -500,7 +512,7 @@ VariableSet multipleResponseSet(Json const& value, Location const& at, CodePage 
     if (! value.contains("name")) {
         at.fail("missing key \"name\"");
     }
-    VariableSet set(text(value["name"], at / "name", codePage));
+    VariableSet set(setName(value["name"], at / "name", codePage));
     if (value.contains("type")) {
         Json const& type = value["type"];
         if (type.is_string()) {

@@ -16,7 +16,8 @@
 //                      was expected (asString, asDouble);
 //   no flag            one clean answer.
 // An error raised while evaluating the context path (a syntax error, a result that is not a node
-// set) is an XPath exception thrown to the caller. A document without any element (a value made
+// set) is an XPath exception thrown to the caller; handle it while the XML libraries are still up
+// (before the last TransSpace goes), since the exception's text lives in their memory. A document without any element (a value made
 // from a null document) has no node to select: its context paths select nothing.
 #ifndef TRANSDOMIMPL_H
 #define TRANSDOMIMPL_H

@@ -1,10 +1,22 @@
 #!/usr/bin/env bash
-# Sets up the machine, builds, and runs the main job: the example program that stores values in a
-# space and reads them back.
+# Sets up the machine, builds, and runs the main job on the built-in example: the dictionary
+# document of the example survey, then three queries on it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 scripts/setup.sh
 cmake --preset default >/dev/null
-cmake --build --preset default --target values
-build/examples/values
+cmake --build --preset default --target transspace_tool
+tool=build/tools/transspace
+
+show() {
+    echo "$ transspace $(printf "%q " "$@")"
+    "$tool" "$@"
+    echo
+}
+
+show dict --pretty --example
+show query --example "/dictionary/variable[@name='age']" "attribute::label"
+show query --list --example "/dictionary/valueLabelSet[valueLabelVariable/@name='satisfaction']" \
+    "valueLabel/@label"
+show query --double --example "/dictionary" "count(variable)"

@@ -1,0 +1,130 @@
+#include "xmlfilereader.h"
+
+#include <fstream>
+#include <sstream>
+#include <unicode/unistr.h>
+#include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/parsers/XercesDOMParser.hpp>
+#include <xercesc/sax/EntityResolver.hpp>
+#include <xercesc/sax/ErrorHandler.hpp>
+#include <xercesc/sax/SAXParseException.hpp>
+#include <xercesc/util/SecurityManager.hpp>
+#include <xercesc/util/XMLException.hpp>
+
+void XmlDocumentReleaser::operator()(xercesc::DOMDocument* document) const noexcept {
+    if (document != nullptr) {
+        document->release();
+    }
+}
+
+namespace {
+
+std::string utf8(XMLCh const* text) {
+    std::string result;
+    if (text != nullptr) {
+        icu::UnicodeString(text).toUTF8String(result);
+    }
+    return result;
+}
+
+// Keeps the first error with its position; warnings are ignored.
+class FirstError : public xercesc::ErrorHandler {
+public:
+    explicit FirstError(std::string name) : name_(std::move(name)) {}
+
+    void warning(xercesc::SAXParseException const&) override {}
+    void error(xercesc::SAXParseException const& exception) override { keep(exception); }
+    void fatalError(xercesc::SAXParseException const& exception) override { keep(exception); }
+    void resetErrors() override { message_.clear(); }
+
+    std::string const& message() const noexcept { return message_; }
+
+private:
+    void keep(xercesc::SAXParseException const& exception) {
+        if (message_.empty()) {
+            message_ = name_ + ":" + std::to_string(exception.getLineNumber()) + ":" +
+                       std::to_string(exception.getColumnNumber()) + ": " +
+                       utf8(exception.getMessage());
+        }
+    }
+
+    std::string name_;
+    std::string message_;
+};
+
+// Gives every external entity or DTD empty content, so that nothing is ever fetched, and keeps
+// the first one asked for: a document that needs one is refused after parsing.
+class NoExternalEntities : public xercesc::EntityResolver {
+public:
+    xercesc::InputSource* resolveEntity(XMLCh const*, XMLCh const* systemId) override {
+        if (refused_.empty()) {
+            refused_ = utf8(systemId);
+            if (refused_.empty()) {
+                refused_ = "(no system identifier)";
+            }
+        }
+        static XMLByte const nothing = 0;
+        return new xercesc::MemBufInputSource(&nothing, 0, systemId != nullptr ? systemId : u"");
+    }
+
+    std::string const& refused() const noexcept { return refused_; }
+
+private:
+    std::string refused_;
+};
+
+} // namespace
+
+XmlDocument readXmlText(std::string const& text, std::string const& name) {
+    xercesc::XercesDOMParser parser;
+    parser.setDoNamespaces(true);
+    parser.setValidationScheme(xercesc::XercesDOMParser::Val_Never);
+    parser.setDoSchema(false);
+    parser.setLoadExternalDTD(false);
+    parser.setSkipDTDValidation(true);
+    parser.setDisableDefaultEntityResolution(true);
+    parser.setCreateEntityReferenceNodes(false);
+    xercesc::SecurityManager security;
+    security.setEntityExpansionLimit(xmlEntityExpansionLimit);
+    parser.setSecurityManager(&security);
+    NoExternalEntities resolver;
+    parser.setEntityResolver(&resolver);
+    FirstError errors(name);
+    parser.setErrorHandler(&errors);
+
+    xercesc::MemBufInputSource input(reinterpret_cast<XMLByte const*>(text.data()), text.size(),
+                                     name.c_str());
+    try {
+        parser.parse(input);
+    } catch (xercesc::XMLException const& exception) {
+        throw XmlFileError(name + ": " + utf8(exception.getMessage()));
+    } catch (xercesc::SAXParseException const& exception) {
+        errors.fatalError(exception);
+    }
+    if (! errors.message().empty() || parser.getErrorCount() != 0) {
+        throw XmlFileError(errors.message().empty() ? name + ": not well-formed XML"
+                                                    : errors.message());
+    }
+    if (! resolver.refused().empty()) {
+        throw XmlFileError(name + ": external entity \"" + resolver.refused() +
+                           "\" is not loaded");
+    }
+    XmlDocument document(parser.adoptDocument());
+    if (document == nullptr || document->getDocumentElement() == nullptr) {
+        throw XmlFileError(name + ": no root element");
+    }
+    return document;
+}
+
+XmlDocument readXmlFile(std::string const& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (! file) {
+        throw XmlFileError(path + ": cannot be read");
+    }
+    std::ostringstream contents;
+    contents << file.rdbuf();
+    if (file.bad()) {
+        throw XmlFileError(path + ": cannot be read");
+    }
+    return readXmlText(contents.str(), path);
+}

@@ -1,0 +1,30 @@
+// Reads an XML file into a Xerces document for querying: namespaces on, no validation, no DTD or
+// external entity loading, and a limit on entity expansion. The XML libraries must be initialised.
+#ifndef XMLFILEREADER_H
+#define XMLFILEREADER_H
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <xercesc/dom/DOMDocument.hpp>
+
+// A file that cannot be read or is not well-formed XML; what() is one line, "FILE:LINE:COLUMN:
+// what is wrong" where a position is known.
+class XmlFileError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct XmlDocumentReleaser {
+    void operator()(xercesc::DOMDocument* document) const noexcept;
+};
+using XmlDocument = std::unique_ptr<xercesc::DOMDocument, XmlDocumentReleaser>;
+
+// Expanding more entity references than this is refused (an expansion bomb).
+constexpr unsigned xmlEntityExpansionLimit = 10000;
+
+XmlDocument readXmlFile(std::string const& path);
+// The same for XML text in memory, named `name` in messages.
+XmlDocument readXmlText(std::string const& text, std::string const& name);
+
+#endif // XMLFILEREADER_H
