@@ -246,7 +246,8 @@ std::string parseFormatText(std::string const& text, Format& format) {
         }
     }
     if (position != text.size()) {
-        return "format \"" + text + "\" is not a name, a width and optionally \".\" and the decimals";
+        return "format \"" + text +
+               "\" is not a name, a width and optionally \".\" and the decimals";
     }
     return std::string();
 }
@@ -696,9 +697,12 @@ ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& n
     try {
         root = Json::parse(text);
     } catch (Json::parse_error const& error) {
-        // The library's message repeats the position in its own words; keep only the reason.
+        // The library's message repeats the position in its own words; keep only the reason,
+        // which follows the first ": " after the position (the reason may itself hold ": ").
         std::string reason = error.what();
-        std::size_t const colon = reason.rfind(": ");
+        std::size_t const position = reason.find(", column ");
+        std::size_t const colon = reason.find(
+            ": ", position == std::string::npos ? reason.find("parse error") : position);
         if (colon != std::string::npos) {
             reason = reason.substr(colon + 2);
         }
