@@ -1,4 +1,5 @@
-# Installation: libraries, headers, the CMake package and the pkg-config file.
+# Installation: libraries, headers, the dictionary schema, the CMake package and the pkg-config
+# file.
 include(CMakePackageConfigHelpers)
 
 set(TRANS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TransSpace")
@@ -12,6 +13,9 @@ install(TARGETS transspace zelthost EXPORT TransSpaceTargets
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" "${PROJECT_SOURCE_DIR}/datasource/"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/transspace"
     FILES_MATCHING PATTERN "*.h")
+
+install(FILES "${PROJECT_SOURCE_DIR}/schema/dictionary-1.0.xsd"
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/transspace")
 
 install(EXPORT TransSpaceTargets NAMESPACE TransSpace:: DESTINATION "${TRANS_CMAKE_DIR}")
 

@@ -1,7 +1,8 @@
-// transspace: builds dictionary documents from data-source files and queries documents, for
-// people who debug the library and the data it is given.
-#include "transdictionaryimpl.h"
+// transspace: builds dictionary documents from data-source files, validates and queries documents,
+// for people who debug the library and the data it is given.
 #include "transspace.h"
+#include "schemavalidator.h"
+#include "transdictionaryimpl.h"
 #include "transxerces.h"
 #include "xmlfilereader.h"
 #include "zeltdatasourcefile.h"
@@ -10,7 +11,6 @@
 #include <charconv>
 #include <clocale>
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 #include <optional>
@@ -35,9 +35,15 @@ char const* const usage =
     R"usage(usage: transspace [--utf8-mode on|off] [--code-page NAME] COMMAND ...
 
 Commands:
-  dict [--utf16 | --pretty] (FILE.json | --example)
+  dict [--validate] [--utf16 | --pretty] (FILE.json | --example)
       Builds the dictionary document of a data source and writes its XML text: in the process
       code page, as UTF-16 bytes with --utf16, or indented UTF-8 for reading with --pretty.
+      --validate first validates the text against the built-in dictionary-1.0.xsd and writes
+      nothing when it is not valid.
+  validate FILE.xml
+      Validates a dictionary file against the built-in dictionary-1.0.xsd (nothing is fetched;
+      any other schema, DTD or external entity is refused) and prints each error on standard
+      error as FILE:LINE:COLUMN: message.
   query [--list | --double] (FILE.json | FILE.xml | --example) CONTEXT PATH
       Evaluates CONTEXT at the document node, PATH at the node it selects, and prints the string,
       every list entry on its own line (--list), or the number (--double).
@@ -53,13 +59,15 @@ The locale comes from LANG and LC_*. --example uses a built-in survey.
 Examples:
   transspace dict --pretty --example
   transspace dict survey.json > survey.xml
+  transspace validate survey.xml
   transspace query --example "/dictionary/variable[@name='age']" "attribute::label"
   transspace query --list --example "/dictionary/valueLabelSet[valueLabelVariable/@name='gender']" "valueLabel/@label"
   transspace query --double survey.xml "/dictionary" "count(variable)"
   transspace --utf8-mode off --code-page ISO-8859-1 dict --example
 
-Exit status: 0 a clean answer, 1 the warning flag alone (the answer is still printed),
-2 failure (the query's failure flag, a usage error, or an input that cannot be read or is invalid).
+Exit status: 0 a clean answer or a valid document, 1 the warning flag alone (the answer is still
+printed), 2 failure (the query's failure flag, a document that is not valid, a usage error, or an
+input that cannot be read or is invalid).
 )usage";
 
 struct UsageError {
@@ -85,7 +93,8 @@ bool looksLikeXml(std::string const& path) {
         if (c == '<') {
             return true;
         }
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n' && static_cast<unsigned char>(c) < 0x80) {
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n' &&
+            static_cast<unsigned char>(c) < 0x80) {
             return false;
         }
     }
@@ -95,8 +104,8 @@ bool looksLikeXml(std::string const& path) {
 Input readInput(std::string const& argument, bool xmlAllowed) {
     Input input;
     if (argument == "--example") {
-        input.source = loadDataSourceJson(std::string(exampleSurveyJson, exampleSurveyJson_size),
-                                          "example");
+        input.source =
+            loadDataSourceJson(std::string(exampleSurveyJson, exampleSurveyJson_size), "example");
     } else if (xmlAllowed && looksLikeXml(argument)) {
         input.xml = readXmlFile(argument);
     } else {
@@ -117,13 +126,14 @@ int statusExit(TransStatus const& status) {
     return status.warning() ? exitWarning : exitClean;
 }
 
-// Indented UTF-8 text of the dictionary, written with the serializer's pretty-print option.
-int writePretty(ZELT_DataSource const& source) {
+// Indented UTF-8 text of the dictionary, made with the serializer's pretty-print option; empty
+// after a failure, which it reports.
+std::string prettyText(ZELT_DataSource const& source) {
     TransDictionaryImpl builder;
     trans::XercesPtr<xercesc::DOMDocument> document(builder.addDictionary(source));
     if (document == nullptr) {
         std::fputs("transspace: failure: the document could not be created\n", stderr);
-        return exitFailure;
+        return std::string();
     }
     xercesc::DOMImplementation* implementation =
         xercesc::DOMImplementationRegistry::getDOMImplementation(u"LS");
@@ -144,19 +154,36 @@ int writePretty(ZELT_DataSource const& source) {
     }
     if (! written) {
         std::fputs("transspace: failure: the document cannot be written as XML\n", stderr);
-        return exitFailure;
+        return std::string();
     }
-    writeBytes(reinterpret_cast<char const*>(target.getRawBuffer()), target.getLen());
-    return exitClean;
+    return std::string(reinterpret_cast<char const*>(target.getRawBuffer()), target.getLen());
+}
+
+// The bytes of a UTF-16 text, in the machine's byte order.
+std::string utf16Bytes(TransString const& text) {
+    char16_t const* units = text.asUTF16();
+    return std::string(reinterpret_cast<char const*>(units),
+                       std::char_traits<char16_t>::length(units) * sizeof(char16_t));
+}
+
+// Prints each error of the document on standard error; true when there is none.
+bool printValidationErrors(std::vector<ValidationError> const& errors) {
+    for (ValidationError const& error : errors) {
+        std::fprintf(stderr, "%s\n", error.text().c_str());
+    }
+    return errors.empty();
 }
 
 int dictCommand(std::vector<std::string> const& arguments) {
     bool utf16 = false;
     bool pretty = false;
+    bool validate = false;
     std::vector<std::string> inputs;
     for (std::string const& argument : arguments) {
         if (argument == "--utf16") {
             utf16 = true;
+        } else if (argument == "--validate") {
+            validate = true;
         } else if (argument == "--pretty") {
             pretty = true;
         } else if (argument != "--example" && argument.rfind("--", 0) == 0) {
@@ -172,26 +199,46 @@ int dictCommand(std::vector<std::string> const& arguments) {
         throw UsageError{"dict: expected one input, FILE.json or --example"};
     }
     Input const input = readInput(inputs.front(), false);
-    if (pretty) {
-        return writePretty(*input.source);
-    }
-    TransValue const value(*input.source);
+    std::string bytes;
     TransStatus status;
-    std::unique_ptr<TransString> text(utf16 ? value.asUTF16XML(status) : value.asMBCSXML(status));
-    if (status.failure()) {
-        // A text the writer could not finish is not handed out as if it were whole.
-        std::fputs("transspace: failure: the document cannot be written as XML\n", stderr);
+    if (pretty) {
+        bytes = prettyText(*input.source);
+        if (bytes.empty()) {
+            return exitFailure;
+        }
+    } else {
+        TransValue const value(*input.source);
+        std::unique_ptr<TransString> text(utf16 ? value.asUTF16XML(status)
+                                                : value.asMBCSXML(status));
+        if (status.failure()) {
+            // A text the writer could not finish is not handed out as if it were whole.
+            std::fputs("transspace: failure: the document cannot be written as XML\n", stderr);
+            return exitFailure;
+        }
+        bytes = utf16 ? utf16Bytes(*text) : std::string(text->asMBCS());
+    }
+    if (validate) {
+        std::string const name = inputs.front() == "--example" ? "example" : inputs.front();
+        DictionaryValidator validator;
+        if (! printValidationErrors(validator.validate(bytes, name + " (dictionary)"))) {
+            std::fputs("transspace: dict: the document is not valid; nothing is written\n", stderr);
+            return exitFailure;
+        }
+    }
+    writeBytes(bytes.data(), bytes.size());
+    return statusExit(status);
+}
+
+int validateCommand(std::vector<std::string> const& arguments) {
+    if (arguments.size() != 1 || arguments.front().rfind("--", 0) == 0) {
+        throw UsageError{"validate: expected one input, FILE.xml"};
+    }
+    DictionaryValidator validator;
+    if (! printValidationErrors(validator.validateFile(arguments.front()))) {
         return exitFailure;
     }
-    if (utf16) {
-        char16_t const* units = text->asUTF16();
-        writeBytes(reinterpret_cast<char const*>(units),
-                   std::char_traits<char16_t>::length(units) * sizeof(char16_t));
-    } else {
-        char const* bytes = text->asMBCS();
-        writeBytes(bytes, std::strlen(bytes));
-    }
-    return statusExit(status);
+    std::printf("%s: valid\n", arguments.front().c_str());
+    return exitClean;
 }
 
 std::string shortestDouble(double number) {
@@ -220,8 +267,8 @@ int queryCommand(std::vector<std::string> const& arguments) {
                          "PATH"};
     }
     Input const input = readInput(positional[0], true);
-    TransValue const value = input.xml != nullptr ? TransValue(input.xml.get())
-                                                  : TransValue(*input.source);
+    TransValue const value =
+        input.xml != nullptr ? TransValue(input.xml.get()) : TransValue(*input.source);
     TransString const context(positional[1].c_str());
     TransString const path(positional[2].c_str());
     TransStatus status;
@@ -292,11 +339,14 @@ int run(std::vector<std::string> arguments) {
         std::printf("transspace %s\n", TRANSSPACE_VERSION);
         return exitClean;
     }
-    if (command != "dict" && command != "query") {
+    if (command != "dict" && command != "query" && command != "validate") {
         throw UsageError{"unknown command " + command};
     }
     TransSpace const space; // brings the XML libraries up for the documents below
     try {
+        if (command == "validate") {
+            return validateCommand(rest);
+        }
         return command == "dict" ? dictCommand(rest) : queryCommand(rest);
     } catch (xalanc::XSLException const& error) {
         throw ContextPathError{xalanMessage(error)};
@@ -318,8 +368,7 @@ int main(int argc, char** argv) {
     } catch (XmlFileError const& error) {
         std::fprintf(stderr, "transspace: %s\n", error.what());
     } catch (ContextPathError const& error) {
-        std::fprintf(stderr, "transspace: error in the context path: %s\n",
-                     error.message.c_str());
+        std::fprintf(stderr, "transspace: error in the context path: %s\n", error.message.c_str());
     } catch (std::exception const& error) {
         std::fprintf(stderr, "transspace: %s\n", error.what());
     }
