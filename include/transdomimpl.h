@@ -17,8 +17,9 @@
 //   no flag            one clean answer.
 // An error raised while evaluating the context path (a syntax error, a result that is not a node
 // set) is an XPath exception thrown to the caller; handle it while the XML libraries are still up
-// (before the last TransSpace goes), since the exception's text lives in their memory. A document without any element (a value made
-// from a null document) has no node to select: its context paths select nothing.
+// (before the last TransSpace goes), since the exception's text lives in their memory. A document
+// without any element (a value made from a null document) has no node to select: its context paths
+// select nothing.
 #ifndef TRANSDOMIMPL_H
 #define TRANSDOMIMPL_H
 
@@ -79,6 +80,8 @@ public:
     xalanc::XalanDocument* asXalanDocument(TransStatus& status) const override;
 
 private:
+    friend class TransDOMImplReference; // the straightforward evaluation, kept for comparison
+
     struct DocumentReleaser {
         void operator()(xercesc::DOMDocument* document) const noexcept;
     };
@@ -88,20 +91,43 @@ private:
     struct EvaluatorDeleter {
         void operator()(xalanc::XPathEvaluator* evaluator) const noexcept;
     };
+    // What queries reuse: the document as a Xalan source tree, its namespace declarations and
+    // compiled paths. The document never changes, so these are made once.
+    struct QueryState;
+    struct QueryStateDeleter {
+        void operator()(QueryState* state) const noexcept;
+    };
+    enum class Evaluation { Cached, Straightforward };
 
     void init();
     void copyDocument(xercesc::DOMDocument const* source);
-    void wrapDocument();
+    // The bridged Xalan view of the document, made on first need.
+    xalanc::XalanDocument* view() const;
+    QueryState& queryState() const;
     TransString* writeXML(bool utf16, TransStatus& status) const;
+
+    TransString* queryString(TransString const& context, TransString const& path,
+                             TransStatus& status, Evaluation evaluation) const;
+    TransStringList* queryList(TransString const& context, TransString const& path,
+                               TransStatus& status, Evaluation evaluation) const;
+    double queryDouble(TransString const& context, TransString const& path, TransStatus& status,
+                       Evaluation evaluation) const;
+    xalanc::XObjectPtr evaluate(char16_t const* context, char16_t const* path, TransStatus& status,
+                                Evaluation evaluation) const;
+    // Evaluation on the bridged view with a prefix resolver and paths made for this query only.
     xalanc::XObjectPtr evaluateXPath(char16_t const* context, char16_t const* path,
                                      TransStatus& status) const;
+    // The same results from the source tree, the namespace table and compiled paths made once.
+    xalanc::XObjectPtr evaluateCached(char16_t const* context, char16_t const* path,
+                                      TransStatus& status) const;
 
-    // Declared in this order; destroyed liaison (with the view) first, then the evaluator, then
-    // the document (see the destructor).
+    // Declared in this order; destroyed query state first, then the liaison (with the view),
+    // then the evaluator, then the document (see the destructor).
     std::unique_ptr<xercesc::DOMDocument, DocumentReleaser> xercesDocument_;
     std::unique_ptr<xalanc::XercesParserLiaison, LiaisonDeleter> parserLiaison_;
-    xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
+    mutable xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
     std::unique_ptr<xalanc::XPathEvaluator, EvaluatorDeleter> evaluator_;
+    mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
 };
 
 #endif // TRANSDOMIMPL_H

@@ -2,20 +2,30 @@
 
 #include "transassert.h"
 #include "transdictionaryimpl.h"
+#include "transdomreference.h"
 #include "transplaceholder.h"
 #include "transutil.h"
 #include "transxerces.h"
 #include "transxmlchararray.h"
+#include "transxpathguard.h"
 
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 #include <xalanc/DOMSupport/XalanDocumentPrefixResolver.hpp>
+#include <xalanc/PlatformSupport/AttributesImpl.hpp>
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XObject.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XalanDOM/XalanDocument.hpp>
+#include <xalanc/XalanSourceTree/XalanSourceTreeComment.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeDOMSupport.hpp>
+#include <xalanc/XalanSourceTree/XalanSourceTreeDocument.hpp>
+#include <xalanc/XalanSourceTree/XalanSourceTreeElement.hpp>
+#include <xalanc/XalanSourceTree/XalanSourceTreeProcessingInstruction.hpp>
+#include <xalanc/XalanSourceTree/XalanSourceTreeText.hpp>
 #include <xalanc/XercesParserLiaison/XercesParserLiaison.hpp>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/MemBufFormatTarget.hpp>
@@ -25,6 +35,232 @@
 using xalanc::XalanMemMgrs;
 using xalanc::XObject;
 using xalanc::XObjectPtr;
+
+// ---------------------------------------------------------------------------------------------
+// Query state
+
+namespace {
+
+struct SourceTreeDestroyer {
+    void operator()(xalanc::XalanSourceTreeDocument* document) const noexcept {
+        xalanc::XalanDestroy(XalanMemMgrs::getDefaultXercesMemMgr(), document);
+    }
+};
+using SourceTree = std::unique_ptr<xalanc::XalanSourceTreeDocument, SourceTreeDestroyer>;
+
+XMLCh const* orEmpty(XMLCh const* text) noexcept {
+    return text != nullptr ? text : u"";
+}
+
+bool hasColon(XMLCh const* name) noexcept {
+    return std::u16string_view(orEmpty(name)).find(u':') != std::u16string_view::npos;
+}
+
+// Appends a new source-tree node behind the last child of its parent (or as the first child),
+// without walking the siblings.
+class TreeLinker {
+public:
+    explicit TreeLinker(xalanc::XalanSourceTreeDocument& tree) : tree_(tree) {}
+
+    // The node that new nodes are created in, and its last child so far.
+    struct Level {
+        xalanc::XalanSourceTreeElement* element; // null: the document
+        xalanc::XalanNode* lastChild;
+    };
+
+    template <typename Node>
+    void append(Level& level, Node* node) {
+        if (level.lastChild == nullptr) {
+            appendFirst(level.element, node);
+        } else {
+            switch (level.lastChild->getNodeType()) {
+            case xalanc::XalanNode::ELEMENT_NODE:
+                static_cast<xalanc::XalanSourceTreeElement*>(level.lastChild)
+                    ->appendSiblingNode(node);
+                break;
+            case xalanc::XalanNode::TEXT_NODE:
+                static_cast<xalanc::XalanSourceTreeText*>(level.lastChild)->appendSiblingNode(node);
+                break;
+            case xalanc::XalanNode::COMMENT_NODE:
+                static_cast<xalanc::XalanSourceTreeComment*>(level.lastChild)
+                    ->appendSiblingNode(node);
+                break;
+            default:
+                static_cast<xalanc::XalanSourceTreeProcessingInstruction*>(level.lastChild)
+                    ->appendSiblingNode(node);
+                break;
+            }
+        }
+        level.lastChild = node;
+    }
+
+private:
+    template <typename Node>
+    void appendFirst(xalanc::XalanSourceTreeElement* parent, Node* node) {
+        if (parent != nullptr) {
+            parent->appendChildNode(node);
+        } else {
+            tree_.appendChildNode(node);
+        }
+    }
+    void appendFirst(xalanc::XalanSourceTreeElement* parent, xalanc::XalanSourceTreeText* node) {
+        parent->appendChildNode(node); // text is never a child of the document
+    }
+
+    xalanc::XalanSourceTreeDocument& tree_;
+};
+
+// Copies the document's nodes, in document order, into a source tree: each DOM node becomes one
+// node of the same kind, as it is one node in the bridged view, and the document element gets no
+// namespace node of its own for the xml prefix (the bridged view has none). Returns false for a
+// document that the source tree could not mirror node for node; queries on such a document run on
+// the bridged view. That is: CDATA sections (a node kind of their own there, which text() does
+// not select), entity references, empty text nodes, and nodes created without namespace support
+// whose names carry a prefix.
+bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocument& tree) {
+    xalanc::MemoryManager& memory = XalanMemMgrs::getDefaultXercesMemMgr();
+    xalanc::AttributesImpl attributes(memory);
+    TreeLinker linker(tree);
+
+    struct Open {
+        xercesc::DOMNode const* next; // the DOM child to copy next
+        TreeLinker::Level level;
+    };
+    std::vector<Open> open{{document.getFirstChild(), {nullptr, nullptr}}};
+    while (! open.empty()) {
+        xercesc::DOMNode const* node = open.back().next;
+        if (node == nullptr) {
+            open.pop_back();
+            continue;
+        }
+        open.back().next = node->getNextSibling();
+        TreeLinker::Level& level = open.back().level;
+        xalanc::XalanNode* parent = level.element != nullptr
+                                        ? static_cast<xalanc::XalanNode*>(level.element)
+                                        : static_cast<xalanc::XalanNode*>(&tree);
+        switch (node->getNodeType()) {
+        case xercesc::DOMNode::ELEMENT_NODE: {
+            XMLCh const* local = node->getLocalName();
+            XMLCh const* uri = node->getNamespaceURI();
+            if (local == nullptr && hasColon(node->getNodeName())) {
+                return false;
+            }
+            attributes.clear();
+            xercesc::DOMNamedNodeMap const* map = node->getAttributes();
+            for (XMLSize_t i = 0; map != nullptr && i < map->getLength(); ++i) {
+                xercesc::DOMNode const* attribute = map->item(i);
+                XMLCh const* attributeLocal = attribute->getLocalName();
+                attributes.addAttribute(
+                    orEmpty(attribute->getNamespaceURI()),
+                    attributeLocal != nullptr ? attributeLocal : attribute->getNodeName(),
+                    attribute->getNodeName(), u"CDATA", orEmpty(attribute->getNodeValue()));
+            }
+            xalanc::XalanSourceTreeElement* element =
+                uri != nullptr && *uri != 0
+                    ? tree.createElementNode(uri, local, node->getNodeName(), attributes, parent,
+                                             level.lastChild, nullptr, false)
+                    : tree.createElementNode(node->getNodeName(), attributes, parent,
+                                             level.lastChild, nullptr, false);
+            linker.append(level, element);
+            open.push_back({node->getFirstChild(), {element, nullptr}});
+            break;
+        }
+        case xercesc::DOMNode::TEXT_NODE: {
+            XMLCh const* text = orEmpty(node->getNodeValue());
+            auto const length = static_cast<xalanc::XalanDOMString::size_type>(
+                std::char_traits<char16_t>::length(text));
+            if (length == 0 || level.element == nullptr) {
+                return false;
+            }
+            linker.append(level,
+                          tree.createTextNode(text, length, parent, level.lastChild, nullptr));
+            break;
+        }
+        case xercesc::DOMNode::COMMENT_NODE: {
+            XMLCh const* text = orEmpty(node->getNodeValue());
+            auto const length = static_cast<xalanc::XalanDOMString::size_type>(
+                std::char_traits<char16_t>::length(text));
+            linker.append(level,
+                          tree.createCommentNode(text, length, parent, level.lastChild, nullptr));
+            break;
+        }
+        case xercesc::DOMNode::PROCESSING_INSTRUCTION_NODE:
+            linker.append(level, tree.createProcessingInstructionNode(
+                                     node->getNodeName(), orEmpty(node->getNodeValue()), parent,
+                                     level.lastChild, nullptr));
+            break;
+        case xercesc::DOMNode::DOCUMENT_TYPE_NODE:
+            break; // not part of the XPath data model
+        default:
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+struct TransDOMImpl::QueryState {
+    // Compiled paths kept per value; beyond this many, the oldest set is dropped.
+    static constexpr std::size_t maxPaths = 256;
+
+    QueryState(xalanc::XPathEvaluator& pathEvaluator, xalanc::XalanDocument* queryDocument,
+               SourceTree sourceTree)
+        : evaluator(pathEvaluator), tree(std::move(sourceTree)), document(queryDocument),
+          resolver(document, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
+                   XalanMemMgrs::getDefaultXercesMemMgr()) {}
+
+    ~QueryState() { forgetPaths(); }
+    QueryState(QueryState const&) = delete;
+    QueryState& operator=(QueryState const&) = delete;
+
+    // The path compiled against the document's namespace declarations; throws what parsing throws.
+    xalanc::XPath const& compiled(char16_t const* expression) {
+        std::u16string key(expression);
+        auto const found = paths.find(key);
+        if (found != paths.end()) {
+            return *found->second;
+        }
+        xalanc::XPath* path = evaluator.createXPath(expression, resolver);
+        if (paths.size() >= maxPaths) {
+            forgetPaths();
+        }
+        paths.emplace(std::move(key), path);
+        return *path;
+    }
+
+    void forgetPaths() noexcept {
+        for (auto& entry : paths) {
+            evaluator.destroyXPath(entry.second);
+        }
+        paths.clear();
+    }
+
+    xalanc::XPathEvaluator& evaluator;
+    SourceTree tree; // null: queries run on the bridged view
+    xalanc::XalanDocument* document;
+    xalanc::XalanDocumentPrefixResolver const resolver;
+    xalanc::XalanSourceTreeDOMSupport domSupport;
+    std::unordered_map<std::u16string, xalanc::XPath*> paths;
+};
+
+void TransDOMImpl::QueryStateDeleter::operator()(QueryState* state) const noexcept {
+    delete state;
+}
+
+TransDOMImpl::QueryState& TransDOMImpl::queryState() const {
+    if (queries_ == nullptr) {
+        SourceTree tree(
+            xalanc::XalanSourceTreeDocument::create(XalanMemMgrs::getDefaultXercesMemMgr()));
+        xalanc::XalanDocument* document = tree.get();
+        if (! mirror(*xercesDocument_, *tree)) {
+            tree.reset();
+            document = view();
+        }
+        queries_.reset(new QueryState(*evaluator_, document, std::move(tree)));
+    }
+    return *queries_;
+}
 
 // ---------------------------------------------------------------------------------------------
 // Ownership
@@ -45,7 +281,7 @@ void TransDOMImpl::EvaluatorDeleter::operator()(xalanc::XPathEvaluator* evaluato
 
 void TransDOMImpl::init() {
     parserLiaison_.reset(new xalanc::XercesParserLiaison(XalanMemMgrs::getDefaultXercesMemMgr()));
-    parserLiaison_->setThreadSafe(true); // also builds the whole wrapper and bridge up front
+    parserLiaison_->setThreadSafe(true); // the view is built whole when it is made
     evaluator_.reset(new xalanc::XPathEvaluator(XalanMemMgrs::getDefaultXercesMemMgr()));
 }
 
@@ -65,20 +301,23 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     xercesDocument_->appendChild(node);
 }
 
-void TransDOMImpl::wrapDocument() {
-    dom_ = parserLiaison_->createDocument(xercesDocument_.get());
+xalanc::XalanDocument* TransDOMImpl::view() const {
+    // Made on first need rather than with the value: a value that is only stored, copied or
+    // written never pays for it. The document never changes, so the view made later is the same.
+    if (dom_ == nullptr) {
+        dom_ = parserLiaison_->createDocument(xercesDocument_.get());
+    }
+    return dom_;
 }
 
 TransDOMImpl::TransDOMImpl(xercesc::DOMDocument const* document) {
     init();
     copyDocument(document);
-    wrapDocument();
 }
 
 TransDOMImpl::TransDOMImpl(TransDOMImpl const& other) : TransValueImpl(other) {
     init();
     copyDocument(other.xercesDocument_.get());
-    wrapDocument();
 }
 
 TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
@@ -88,10 +327,10 @@ TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
     if (xercesDocument_ == nullptr) {
         copyDocument(nullptr); // the builder could not create a document: hold an empty one
     }
-    wrapDocument();
 }
 
 TransDOMImpl::~TransDOMImpl() {
+    queries_.reset();       // compiled paths go back to the evaluator
     parserLiaison_.reset(); // the view goes with the liaison, before the document it wraps
     dom_ = nullptr;
     evaluator_.reset();
@@ -107,6 +346,7 @@ void TransDOMImpl::swap(TransDOMImpl& other) noexcept {
     parserLiaison_.swap(other.parserLiaison_);
     std::swap(dom_, other.dom_);
     evaluator_.swap(other.evaluator_);
+    queries_.swap(other.queries_);
 }
 
 TransDOMImpl* TransDOMImpl::clone() const {
@@ -192,7 +432,7 @@ double TransDOMImpl::asDouble(TransStatus& status) const {
 
 xalanc::XalanDocument* TransDOMImpl::asXalanDocument(TransStatus& status) const {
     status.reset();
-    return dom_;
+    return view();
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -243,7 +483,9 @@ double booleanNumber(XObject const& result) {
 XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* path,
                                        TransStatus& status) const {
     XObjectPtr result;
+    view();
     TRANS_ASSERT(dom_);
+    trans::refuseXsltFunctions(context); // an error in the context path: the caller's
     xalanc::XalanDocumentPrefixResolver const resolver(
         dom_, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
         XalanMemMgrs::getDefaultXercesMemMgr());
@@ -266,6 +508,7 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
         return result;
     }
     try {
+        trans::refuseXsltFunctions(path);
         result = evaluator_->evaluate(domSupport, node, path, resolver);
     } catch (...) {
         status.failure(true);
@@ -275,13 +518,48 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
     return result;
 }
 
-TransString* TransDOMImpl::asString(TransString const& context, TransString const& path,
-                                    TransStatus& status) const {
+XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const* path,
+                                        TransStatus& status) const {
+    XObjectPtr result;
+    trans::refuseXsltFunctions(context); // an error in the context path: the caller's
+    QueryState& state = queryState();
+    // As above: the context path is parsed (its errors reach the caller) and selects nothing in a
+    // document without an element.
+    xalanc::XPath const& contextPath = state.compiled(context);
+    if (xercesDocument_->getDocumentElement() == nullptr) {
+        status.failure(true);
+        return result;
+    }
+    xalanc::XalanNode* node =
+        evaluator_->selectSingleNode(state.domSupport, state.document, contextPath, state.resolver);
+    if (node == nullptr) {
+        status.failure(true);
+        return result;
+    }
+    try {
+        trans::refuseXsltFunctions(path);
+        result = evaluator_->evaluate(state.domSupport, node, state.compiled(path), state.resolver);
+    } catch (...) {
+        status.failure(true);
+        return XObjectPtr();
+    }
+    TRANS_ASSERT(result.null() == false);
+    return result;
+}
+
+XObjectPtr TransDOMImpl::evaluate(char16_t const* context, char16_t const* path,
+                                  TransStatus& status, Evaluation evaluation) const {
+    return evaluation == Evaluation::Cached ? evaluateCached(context, path, status)
+                                            : evaluateXPath(context, path, status);
+}
+
+TransString* TransDOMImpl::queryString(TransString const& context, TransString const& path,
+                                       TransStatus& status, Evaluation evaluation) const {
     icu::UnicodeString text;
     char16_t const* contextText = nullptr;
     char16_t const* pathText = nullptr;
     if (queryArguments(context, path, contextText, pathText, status)) {
-        XObjectPtr const result = evaluateXPath(contextText, pathText, status);
+        XObjectPtr const result = evaluate(contextText, pathText, status, evaluation);
         XObject::eObjectType const type = resultType(result);
         if (isNoResult(type)) {
             status.failure(true);
@@ -306,13 +584,13 @@ TransString* TransDOMImpl::asString(TransString const& context, TransString cons
     return new TransString(text.getTerminatedBuffer());
 }
 
-TransStringList* TransDOMImpl::asStringList(TransString const& context, TransString const& path,
-                                            TransStatus& status) const {
+TransStringList* TransDOMImpl::queryList(TransString const& context, TransString const& path,
+                                         TransStatus& status, Evaluation evaluation) const {
     auto* list = new TransStringList();
     char16_t const* contextText = nullptr;
     char16_t const* pathText = nullptr;
     if (queryArguments(context, path, contextText, pathText, status)) {
-        XObjectPtr const result = evaluateXPath(contextText, pathText, status);
+        XObjectPtr const result = evaluate(contextText, pathText, status, evaluation);
         XObject::eObjectType const type = resultType(result);
         TransStatus local;
         if (isNoResult(type)) {
@@ -335,13 +613,13 @@ TransStringList* TransDOMImpl::asStringList(TransString const& context, TransStr
     return list;
 }
 
-double TransDOMImpl::asDouble(TransString const& context, TransString const& path,
-                              TransStatus& status) const {
+double TransDOMImpl::queryDouble(TransString const& context, TransString const& path,
+                                 TransStatus& status, Evaluation evaluation) const {
     double number = TransMissingValue;
     char16_t const* contextText = nullptr;
     char16_t const* pathText = nullptr;
     if (queryArguments(context, path, contextText, pathText, status)) {
-        XObjectPtr const result = evaluateXPath(contextText, pathText, status);
+        XObjectPtr const result = evaluate(contextText, pathText, status, evaluation);
         XObject::eObjectType const type = resultType(result);
         if (isNoResult(type)) {
             status.failure(true);
@@ -367,4 +645,38 @@ double TransDOMImpl::asDouble(TransString const& context, TransString const& pat
         status.warning(true);
     }
     return number;
+}
+
+TransString* TransDOMImpl::asString(TransString const& context, TransString const& path,
+                                    TransStatus& status) const {
+    return queryString(context, path, status, Evaluation::Cached);
+}
+
+TransStringList* TransDOMImpl::asStringList(TransString const& context, TransString const& path,
+                                            TransStatus& status) const {
+    return queryList(context, path, status, Evaluation::Cached);
+}
+
+double TransDOMImpl::asDouble(TransString const& context, TransString const& path,
+                              TransStatus& status) const {
+    return queryDouble(context, path, status, Evaluation::Cached);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The straightforward evaluation, for comparison
+
+TransString* TransDOMImplReference::asString(TransDOMImpl const& value, TransString const& context,
+                                             TransString const& path, TransStatus& status) {
+    return value.queryString(context, path, status, TransDOMImpl::Evaluation::Straightforward);
+}
+
+TransStringList* TransDOMImplReference::asStringList(TransDOMImpl const& value,
+                                                     TransString const& context,
+                                                     TransString const& path, TransStatus& status) {
+    return value.queryList(context, path, status, TransDOMImpl::Evaluation::Straightforward);
+}
+
+double TransDOMImplReference::asDouble(TransDOMImpl const& value, TransString const& context,
+                                       TransString const& path, TransStatus& status) {
+    return value.queryDouble(context, path, status, TransDOMImpl::Evaluation::Straightforward);
 }

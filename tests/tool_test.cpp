@@ -2,6 +2,7 @@
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <vector>
@@ -74,8 +75,9 @@ std::string const genderLabels = "/dictionary/valueLabelSet[valueLabelVariable/@
 TEST(Tool, DictWritesTheExampleInEachForm) {
     Result const multibyte = run({"dict", "--example"});
     EXPECT_EQ(0, multibyte.exit) << multibyte.err;
-    EXPECT_EQ(0u, multibyte.out.rfind(
-                      "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><dictionary ", 0));
+    EXPECT_EQ(0u,
+              multibyte.out.rfind(
+                  "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><dictionary ", 0));
     EXPECT_TRUE(contains(multibyte.out, "label=\"R\xC3\xA9gion of residence\""));
     EXPECT_TRUE(multibyte.err.empty());
 
@@ -171,15 +173,16 @@ TEST(Tool, RejectsBadXmlWithItsPosition) {
 }
 
 TEST(Tool, RejectsBadDataSourceFilesWithOneMessage) {
-    std::string const path = writeFile(
-        "bad.json", R"({"variables": [{"name": "a"}, {"name": "b", "format": "Q8.2"}]})");
+    std::string const path =
+        writeFile("bad.json", R"({"variables": [{"name": "a"}, {"name": "b", "format": "Q8.2"}]})");
     Result const result = run({"dict", path});
     EXPECT_EQ(2, result.exit);
     EXPECT_TRUE(result.out.empty());
     EXPECT_EQ("transspace: " + path + ": /variables/1/format: unknown format name \"Q8.2\"\n",
               result.err);
 
-    std::string const syntax = writeFile("syntax.json", "{\n  \"rowCount\": 1\n  \"timestamp\": 2\n}");
+    std::string const syntax =
+        writeFile("syntax.json", "{\n  \"rowCount\": 1\n  \"timestamp\": 2\n}");
     Result const invalid = run({"query", syntax, "/", "."});
     EXPECT_EQ(2, invalid.exit);
     EXPECT_TRUE(contains(invalid.err, syntax + ":3:")) << invalid.err;
@@ -190,14 +193,16 @@ TEST(Tool, RejectsBadDataSourceFilesWithOneMessage) {
 }
 
 TEST(Tool, UsageErrorsAndInformation) {
-    for (std::vector<std::string> const& arguments :
-         std::vector<std::vector<std::string>>{{},
-                                               {"frobnicate"},
-                                               {"dict"},
-                                               {"dict", "--utf16", "--pretty", "--example"},
-                                               {"query", "--example", "/"},
-                                               {"query", "--list", "--double", "--example", "/", "."},
-                                               {"--utf8-mode", "maybe", "dict", "--example"}}) {
+    for (std::vector<std::string> const& arguments : std::vector<std::vector<std::string>>{
+             {},
+             {"frobnicate"},
+             {"dict"},
+             {"dict", "--utf16", "--pretty", "--example"},
+             {"query", "--example", "/"},
+             {"query", "--list", "--double", "--example", "/", "."},
+             {"--utf8-mode", "maybe", "dict", "--example"},
+             {"validate"},
+             {"validate", "a.xml", "b.xml"}}) {
         Result const result = run(arguments);
         EXPECT_EQ(2, result.exit);
         EXPECT_TRUE(result.out.empty());
@@ -207,7 +212,61 @@ TEST(Tool, UsageErrorsAndInformation) {
     EXPECT_EQ(0, help.exit);
     EXPECT_TRUE(contains(help.out, "transspace dict --pretty --example"));
     EXPECT_TRUE(contains(help.out, "transspace query --example"));
+    EXPECT_TRUE(contains(help.out, "validate FILE.xml"));
     Result const version = run({"--version"});
     EXPECT_EQ(0, version.exit);
     EXPECT_EQ(0u, version.out.rfind("transspace ", 0));
+}
+
+TEST(Tool, ValidateReportsEveryErrorWithItsPosition) {
+    Result const dict = run({"dict", "--example"});
+    std::string const path = writeFile("example.xml", dict.out);
+    Result const valid = run({"validate", path});
+    EXPECT_EQ(0, valid.exit) << valid.err;
+    EXPECT_EQ(path + ": valid\n", valid.out);
+    EXPECT_TRUE(valid.err.empty());
+
+    std::string text = dict.out;
+    for (auto const& [from, to] : {std::pair<std::string, std::string>{"type=\"F\"", "type=\"Q\""},
+                                   {"rowCount=", "rowcount="}}) {
+        std::size_t const at = text.find(from);
+        ASSERT_NE(std::string::npos, at) << from;
+        text.replace(at, from.size(), to);
+    }
+    std::string const broken = writeFile("broken-dictionary.xml", text);
+    Result const invalid = run({"validate", broken});
+    EXPECT_EQ(2, invalid.exit);
+    EXPECT_TRUE(invalid.out.empty());
+    std::istringstream lines(invalid.err);
+    int count = 0;
+    for (std::string line; std::getline(lines, line); ++count) {
+        EXPECT_EQ(0u, line.rfind(broken + ":1:", 0)) << line; // the document is one line
+    }
+    EXPECT_EQ(2, count) << invalid.err;
+    EXPECT_TRUE(contains(invalid.err, "'Q'"));
+    EXPECT_TRUE(contains(invalid.err, "'rowcount'"));
+
+    Result const missing = run({"validate", scratch("does-not-exist.xml")});
+    EXPECT_EQ(2, missing.exit);
+    EXPECT_TRUE(contains(missing.err, "does-not-exist.xml: cannot be read"));
+}
+
+TEST(Tool, DictValidatesBeforeWriting) {
+    for (std::vector<std::string> const& form :
+         std::vector<std::vector<std::string>>{{}, {"--utf16"}, {"--pretty"}}) {
+        std::vector<std::string> plain{"dict"};
+        plain.insert(plain.end(), form.begin(), form.end());
+        plain.push_back("--example");
+        std::vector<std::string> checked = plain;
+        checked.insert(checked.begin() + 1, "--validate");
+        Result const unchecked = run(plain);
+        Result const validated = run(checked);
+        EXPECT_EQ(0, validated.exit) << validated.err;
+        EXPECT_TRUE(validated.err.empty());
+        EXPECT_EQ(unchecked.out, validated.out) << "validating changes nothing that is written";
+    }
+    Result const latin1 =
+        run({"--utf8-mode", "off", "--code-page", "ISO-8859-1", "dict", "--validate", "--example"});
+    EXPECT_EQ(0, latin1.exit) << latin1.err;
+    EXPECT_TRUE(contains(latin1.out, "encoding=\"ISO-8859-1\""));
 }

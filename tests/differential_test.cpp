@@ -1,0 +1,310 @@
+// Queries answered from the cached source tree must equal, result for result and flag for flag,
+// what the straightforward evaluation on the bridged view gives, exceptions included.
+#include "testsupport.h"
+#include "transdomimpl.h"
+#include "transdomreference.h"
+#include "transspace.h"
+#include "xmlsupport.h"
+#include "zeltdatasource.h"
+#include "zeltdatasourcefile.h"
+
+#include <clocale>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <typeinfo>
+#include <vector>
+#include <xercesc/dom/DOM.hpp>
+
+using testing_support::flags;
+using testing_support::parseXml;
+using testing_support::ScopedLocale;
+
+namespace {
+
+ZELT_DataSource generated(int variables) {
+    ZELT_DataSource source;
+    source.setRowCount(variables * 3);
+    source.reserveVariables(static_cast<std::size_t>(variables));
+    for (int i = 0; i < variables; ++i) {
+        std::string const name = "v" + std::to_string(i);
+        ZELT_Variable variable(name, i % 7 == 0 ? 8 : 0);
+        variable.setLabel("label " + std::to_string(i));
+        if (variable.GetType() == 0) {
+            variable.setMissingValues({-1.0 * i});
+            if (i % 2 == 0) {
+                variable.addValueLabel(1, "one");
+                variable.addValueLabel(2.5, "two and a half");
+                variable.addValueLabel(i, "self");
+            }
+        } else {
+            variable.setMissingStrings({"NA"});
+            variable.addValueLabel(std::string("A B"), "a b");
+        }
+        if (i % 10 == 0) {
+            DatasourceAttributes attributes;
+            attributes.setVersion(i);
+            attributes.addAttribute("Note", {"first", "second"});
+            attributes.addAttribute("$sys", {});
+            variable.setAttributes(attributes);
+        }
+        source.addVariable(std::move(variable));
+    }
+    for (int set = 0; set < variables / 100 + 1; ++set) {
+        std::vector<std::string> members;
+        for (int m = 0; m < 10 && m < variables; ++m) {
+            members.push_back("V" + std::to_string((set * 10 + m) % variables));
+        }
+        source.addVariableSet(VariableSet("set" + std::to_string(set), members));
+    }
+    VariableSet brands("$brands", {"v0", "v1", "unknown"});
+    brands.setType(VariableSet::typeDichotomy);
+    brands.setCountedValue("1");
+    brands.setLabel("Brands");
+    source.addMultipleResponseSet(brands);
+    if (variables > 1) {
+        source.setWeightVariableIndex(1);
+    }
+    source.addExtension(3, 3, 4, {1, 0, 0, 0, 2, 0, 0, 0});
+    return source;
+}
+
+char const* const namespaced = R"(<?xml version="1.0"?>
+<root xmlns:o="urn:outer" o:a="1" b="2">
+  <item name="a" n="1"/><item name="b" n="2"/><item name="c" n="3"/>
+  <text>hello <![CDATA[<world>]]> again</text><empty/>
+  <inner xmlns:p="urn:inner"><p:thing p:id="7">t</p:thing><p:thing p:id="8"/></inner>
+  <!--note--><?pi data?>
+  <d xmlns="urn:default"><leaf v="x"/><leaf v="y">z</leaf></d>
+</root>)";
+
+struct Answer {
+    std::u16string string;
+    std::vector<std::u16string> list;
+    double number = 0;
+    std::string stringFlags, listFlags, numberFlags;
+    std::string exception; // the type of the exception raised, if any
+
+    bool operator==(Answer const& other) const {
+        bool const sameNumber =
+            number == other.number || (std::isnan(number) && std::isnan(other.number));
+        return string == other.string && list == other.list && sameNumber &&
+               stringFlags == other.stringFlags && listFlags == other.listFlags &&
+               numberFlags == other.numberFlags && exception == other.exception;
+    }
+};
+
+std::ostream& operator<<(std::ostream& out, Answer const& answer) {
+    std::string narrow;
+    for (char16_t c : answer.string) {
+        narrow += c < 0x80 ? static_cast<char>(c) : '?';
+    }
+    return out << "\"" << narrow << "\" [" << answer.stringFlags << "] list of "
+               << answer.list.size() << " [" << answer.listFlags << "] " << answer.number << " ["
+               << answer.numberFlags << "] " << answer.exception;
+}
+
+template <typename StringQuery, typename ListQuery, typename DoubleQuery>
+Answer ask(StringQuery string, ListQuery list, DoubleQuery number) {
+    Answer answer;
+    try {
+        TransStatus status;
+        std::unique_ptr<TransString> text(string(status));
+        answer.string = text->asUTF16();
+        answer.stringFlags = flags(status);
+        std::unique_ptr<TransStringList> entries(list(status));
+        for (unsigned long i = 0; i < entries->size(); ++i) {
+            answer.list.emplace_back(entries->asUTF16(i));
+        }
+        answer.listFlags = flags(status);
+        answer.number = number(status);
+        answer.numberFlags = flags(status);
+    } catch (std::exception const& error) {
+        answer.exception = typeid(error).name();
+    } catch (...) {
+        answer.exception = "non-standard exception";
+    }
+    return answer;
+}
+
+// Asks the same query both ways.
+void compare(TransDOMImpl const& value, std::u16string const& contextText,
+             std::u16string const& pathText) {
+    TransString const context(contextText.c_str());
+    TransString const path(pathText.c_str());
+    Answer const cached = ask([&](TransStatus& s) { return value.asString(context, path, s); },
+                              [&](TransStatus& s) { return value.asStringList(context, path, s); },
+                              [&](TransStatus& s) { return value.asDouble(context, path, s); });
+    Answer const reference = ask(
+        [&](TransStatus& s) { return TransDOMImplReference::asString(value, context, path, s); },
+        [&](TransStatus& s) {
+            return TransDOMImplReference::asStringList(value, context, path, s);
+        },
+        [&](TransStatus& s) { return TransDOMImplReference::asDouble(value, context, path, s); });
+    EXPECT_EQ(reference, cached) << "context " << TransString(contextText.c_str()).asMBCS()
+                                 << " path " << TransString(pathText.c_str()).asMBCS();
+}
+
+// Paths that work on any document: structure, axes, node kinds, functions and errors.
+std::vector<std::u16string> const generalPaths = {u".",
+                                                  u"*",
+                                                  u"node()",
+                                                  u"text()",
+                                                  u"comment()",
+                                                  u"processing-instruction()",
+                                                  u"@*",
+                                                  u"name(@*[1])",
+                                                  u"local-name(@*[last()])",
+                                                  u"namespace-uri(@*[1])",
+                                                  u"count(@*)",
+                                                  u"count(namespace::*)",
+                                                  u"name(namespace::*[1])",
+                                                  u"string(.)",
+                                                  u"normalize-space(.)",
+                                                  u"count(*)",
+                                                  u"count(//*)",
+                                                  u"count(//@*)",
+                                                  u"count(//text())",
+                                                  u"//text()",
+                                                  u"..",
+                                                  u"name(..)",
+                                                  u"name(*[last()])",
+                                                  u"local-name(*[1])",
+                                                  u"namespace-uri(*[1])",
+                                                  u"following-sibling::*[1]/@*",
+                                                  u"preceding-sibling::node()",
+                                                  u"ancestor-or-self::*",
+                                                  u"descendant::*[position() mod 2 = 1]/@*[1]",
+                                                  u"following::*[2]",
+                                                  u"preceding::*[1]",
+                                                  u"//*[@name][last()]/@name",
+                                                  u"sum(//@n)",
+                                                  u"1 = 1",
+                                                  u"1 div 0",
+                                                  u"0 div 0",
+                                                  u"-0",
+                                                  u"0.1 + 0.2",
+                                                  u"'x'",
+                                                  u"''",
+                                                  u"concat('a', name())",
+                                                  u"string-length(name())",
+                                                  u"boolean(*)",
+                                                  u"lang('en')",
+                                                  u"id('x')",
+                                                  u"/",
+                                                  u"/*",
+                                                  u"/*/@*",
+                                                  u"//comment()",
+                                                  u"//processing-instruction('pi')",
+                                                  u"@xmlns",
+                                                  u"@*[name()='xmlns']",
+                                                  u"@xsi:schemaLocation",
+                                                  u"@o:a",
+                                                  u"//p:thing/@p:id",
+                                                  u"//*[local-name()='leaf']/@v",
+                                                  u"//*[local-name()='leaf']/text()",
+                                                  u"(//*)[3]",
+                                                  u"//*[1] | //*[2]",
+                                                  u"nothing",
+                                                  u"q:unbound",
+                                                  u"item[",
+                                                  u"unknown-function()",
+                                                  u"",
+                                                  u"  ",
+                                                  u"count(",
+                                                  u"@",
+                                                  u"1 +",
+                                                  u"$undefined",
+                                                  u"current()"};
+
+std::vector<std::u16string> const generalContexts = {
+    u"/",           u"/*",          u"/*/*[1]",  u"/*/*[last()]", u"//*[3]", u"//@*[1]",
+    u"//text()[1]", u"//comment()", u"/nothing", u"  ",           u"/*[",    u"1+1",
+    u"'abc'",       u"q:root",      u"true()",   u"//p:thing"};
+
+void compareAll(TransDOMImpl const& value, std::vector<std::u16string> const& contexts,
+                std::vector<std::u16string> const& paths) {
+    for (std::u16string const& context : contexts) {
+        for (std::u16string const& path : paths) {
+            compare(value, context, path);
+        }
+    }
+}
+
+class Differential : public ::testing::Test {
+protected:
+    TransSpace space_;
+};
+
+} // namespace
+
+TEST_F(Differential, NamespacedDocument) {
+    auto document = parseXml(namespaced);
+    TransDOMImpl const value(document.get());
+    compareAll(value, generalContexts, generalPaths);
+}
+
+TEST_F(Differential, DocumentBuiltWithoutNamespaceSupport) {
+    // Elements and attributes created by name only, some with prefixes, and text nodes side by
+    // side: the shapes the bridged view shows as they are.
+    auto document = parseXml("<r/>");
+    xercesc::DOMElement* root = document->getDocumentElement();
+    xercesc::DOMElement* child = document->createElement(u"x:child");
+    child->setAttribute(u"x:a", u"1");
+    child->setAttribute(u"xmlns:x", u"urn:x");
+    root->appendChild(child);
+    root->appendChild(document->createTextNode(u"one"));
+    root->appendChild(document->createTextNode(u"two"));
+    root->appendChild(document->createCDATASection(u"three"));
+    TransDOMImpl const value(document.get());
+    compareAll(value, generalContexts, generalPaths);
+}
+
+TEST_F(Differential, EmptyDocument) {
+    TransDOMImpl const value(static_cast<xercesc::DOMDocument const*>(nullptr));
+    compareAll(value, generalContexts, {u".", u"count(//*)", u"/", u"item["});
+}
+
+TEST_F(Differential, DictionariesOfSeveralSizes) {
+    std::vector<std::u16string> const contexts = {
+        u"/dictionary",
+        u"/dictionary/variable[@name='v3']",
+        u"/dictionary/variable[last()]",
+        u"/dictionary/valueLabelSet[valueLabelVariable/@name='v4']",
+        u"/dictionary/variableSet[1]",
+        u"/dictionary/multipleResponseSet",
+        u"/dictionary/attributeSet",
+        u"//extension",
+        u"/dictionary/weightVariable",
+        u"/dictionary/variable[@name='nothing']",
+        u"/*[local-name()='dictionary']"};
+    std::vector<std::u16string> paths = generalPaths;
+    for (char16_t const* path :
+         {u"attribute::rowCount", u"@locale", u"@creationDateTime", u"attribute::label",
+          u"valueLabel/@label", u"valueLabel/@value", u"variableFormat/@type",
+          u"missingValue/@data", u"count(variable)", u"count(valueLabelSet)",
+          u"attributeSet/attribute/@type", u"attributeSet/attribute/attributeValue/@value",
+          u"variableSetVariable/@name", u"multipleResponseSetDichotomy/@value", u"@data",
+          u"sum(variable/@type)", u"variable[@name='v2']/@displayWidth"}) {
+        paths.emplace_back(path);
+    }
+    for (int variables : {0, 1, 12, 250}) {
+        SCOPED_TRACE(variables);
+        TransDOMImpl const dictionary(generated(variables));
+        compareAll(dictionary, contexts, paths);
+    }
+}
+
+TEST_F(Differential, ExampleSurveyUnderLocaleSwitches) {
+    ZELT_DataSource const source = loadDataSourceFile(TRANS_SOURCE_DIR "/examples/survey.json");
+    TransDOMImpl const value(source);
+    std::vector<std::u16string> const contexts = {
+        u"/dictionary", u"/dictionary/variable[@name='age']", u"//valueLabelSet[2]"};
+    for (char const* locale : {"de_DE.UTF-8", "en_US.UTF-8", "tr_TR.UTF-8"}) {
+        ScopedLocale const numeric(LC_ALL, locale);
+        compareAll(value, contexts,
+                   {u"@label", u"missingValue/@data", u"number(missingValue[2]/@data)",
+                    u"valueLabel/@value", u"string(1.5)", u"'1,5'", u"count(*)", u"@rowCount"});
+    }
+}
