@@ -106,8 +106,7 @@ XmlDocument readXmlText(std::string const& text, std::string const& name) {
                                                     : errors.message());
     }
     if (! resolver.refused().empty()) {
-        throw XmlFileError(name + ": external entity \"" + resolver.refused() +
-                           "\" is not loaded");
+        throw XmlFileError(name + ": external entity \"" + resolver.refused() + "\" is not loaded");
     }
     XmlDocument document(parser.adoptDocument());
     if (document == nullptr || document->getDocumentElement() == nullptr) {
