@@ -15,6 +15,8 @@
 
 #include "transexport.h"
 
+#include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <vector>
 #include <xercesc/util/XercesDefs.hpp>
@@ -83,7 +85,20 @@ public:
     int addExtensions(ZELT_DataSource const& ds, xercesc::DOMElement* domdict);
 
 private:
+    // Places child behind the last element of the first anchor tag that exists below parent, or,
+    // when none does, as parent's first child.
+    void place(xercesc::DOMElement* parent, xercesc::DOMNode* child,
+               std::initializer_list<XMLCh const*> anchors);
+
     xercesc::DOMDocument* document_ = nullptr;
+
+    // While addDictionary builds, the tags searched for are direct children of the element
+    // searched, and the root's children come in fixed groups: the last root child of each anchor
+    // tag is kept here and other parents' children are searched from the end, so that placing an
+    // element costs no search of the whole document. The result is the same.
+    static constexpr std::size_t rootAnchorCount = 5;
+    bool building_ = false;
+    xercesc::DOMElement* lastRootChild_[rootAnchorCount] = {};
 };
 
 #endif // TRANSDICTIONARYIMPL_H

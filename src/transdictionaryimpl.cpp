@@ -11,6 +11,7 @@
 #include "zeltiocv.h"
 #include "zeltwlib.h"
 
+#include <algorithm>
 #include <array>
 #include <clocale>
 #include <cstdint>
@@ -19,6 +20,7 @@
 #include <memory>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
+#include <xercesc/util/XMLString.hpp>
 
 using xercesc::DOMElement;
 using xercesc::DOMNode;
@@ -220,6 +222,8 @@ xercesc::DOMDocument* TransDictionaryImpl::addDictionary(ZELT_DataSource const& 
     }
     // The document is the caller's once returned; until then an exception must not leak it.
     trans::XercesPtr<xercesc::DOMDocument> guard(document_);
+    building_ = true;
+    std::fill(std::begin(lastRootChild_), std::end(lastRootChild_), nullptr);
     try {
         DOMElement* domdict = document_->getDocumentElement();
 
@@ -247,9 +251,11 @@ xercesc::DOMDocument* TransDictionaryImpl::addDictionary(ZELT_DataSource const& 
         addDatasourceAttributes(ds, domdict);
         addExtensions(ds, domdict);
     } catch (...) {
+        building_ = false;
         document_ = nullptr;
         throw;
     }
+    building_ = false;
     return guard.release();
 }
 
@@ -268,20 +274,64 @@ DOMNode* TransDictionaryImpl::insertAfterTag(DOMElement* parent, DOMNode* child,
 
 namespace {
 
-// Places child behind the last element of the first anchor tag that exists below parent, or, when
-// none does, as parent's first child.
-template <typename Builder>
-void place(Builder& builder, DOMElement* parent, DOMNode* child,
-           std::initializer_list<XMLCh const*> anchors) {
-    for (XMLCh const* anchor : anchors) {
-        if (builder.insertAfterTag(parent, child, anchor) != nullptr) {
-            return;
+// The root's anchor tags, by their slot in lastRootChild_.
+constexpr std::array<XMLCh const*, 5> rootAnchorTags{X::variable_s, X::weightVariable_s,
+                                                     X::valueLabelSet_s, X::variableSet_s,
+                                                     X::multipleResponseSet_s};
+
+int rootAnchorSlot(XMLCh const* tag) noexcept {
+    for (std::size_t slot = 0; slot < rootAnchorTags.size(); ++slot) {
+        if (xercesc::XMLString::equals(rootAnchorTags[slot], tag)) {
+            return static_cast<int>(slot);
         }
     }
-    parent->insertBefore(child, parent->getFirstChild());
+    return -1;
+}
+
+// The last direct child of parent named tag, searched from the end.
+DOMElement* lastChildNamed(DOMElement* parent, XMLCh const* tag) {
+    for (DOMNode* node = parent->getLastChild(); node != nullptr;
+         node = node->getPreviousSibling()) {
+        if (node->getNodeType() == DOMNode::ELEMENT_NODE &&
+            xercesc::XMLString::equals(node->getNodeName(), tag)) {
+            return static_cast<DOMElement*>(node);
+        }
+    }
+    return nullptr;
 }
 
 } // namespace
+
+void TransDictionaryImpl::place(DOMElement* parent, DOMNode* child,
+                                std::initializer_list<XMLCh const*> anchors) {
+    if (! building_) {
+        for (XMLCh const* anchor : anchors) {
+            if (insertAfterTag(parent, child, anchor) != nullptr) {
+                return;
+            }
+        }
+        parent->insertBefore(child, parent->getFirstChild());
+        return;
+    }
+    bool const root = parent == document_->getDocumentElement();
+    DOMNode* before = parent->getFirstChild();
+    for (XMLCh const* anchor : anchors) {
+        int const slot = root ? rootAnchorSlot(anchor) : -1;
+        DOMElement* last = slot >= 0 ? lastRootChild_[slot] : lastChildNamed(parent, anchor);
+        if (last != nullptr) {
+            before = last->getNextSibling();
+            break;
+        }
+    }
+    parent->insertBefore(child, before);
+    if (root) {
+        // Each element placed on the root while building follows every element of its own tag.
+        int const slot = rootAnchorSlot(child->getNodeName());
+        if (slot >= 0) {
+            lastRootChild_[slot] = static_cast<DOMElement*>(child);
+        }
+    }
+}
 
 // ---------------------------------------------------------------------------------------------
 // Variables and formats
@@ -313,7 +363,7 @@ int TransDictionaryImpl::addVariables(ZELT_DataSource const& ds, DOMElement* dom
         addMissingValues(var, domvar);
         addVariableAttributes(var, domvar);
 
-        place(*this, domdict, domvar, {X::variable_s});
+        place(domdict, domvar, {X::variable_s});
         addValueLabelSet(var, domdict);
     }
     return static_cast<int>(index);
@@ -341,7 +391,7 @@ bool TransDictionaryImpl::addVariableWriteFormat(ZELT_Variable const& var, DOMEl
     int decimals = 0;
     var.GetWriteFormatEx(type, width, decimals);
     bool const result = setFormatAttributes(format, static_cast<int>(type), width, decimals);
-    place(*this, domvar, format, {X::variableFormat_s});
+    place(domvar, format, {X::variableFormat_s});
     return result;
 }
 
@@ -395,8 +445,7 @@ int TransDictionaryImpl::addMissingValues(ZELT_Variable const& var, DOMElement* 
         } else if (count < 0 && i == 1) {
             element->setAttribute(X::type_s, X::upperBound_s);
         }
-        place(*this, domvar, element,
-              {X::missingValue_s, X::variableWriteFormat_s, X::variableFormat_s});
+        place(domvar, element, {X::missingValue_s, X::variableWriteFormat_s, X::variableFormat_s});
     }
     return count;
 }
@@ -418,7 +467,7 @@ int TransDictionaryImpl::addValueLabelSet(ZELT_Variable const& var, DOMElement* 
             DOMElement* element = document_->createElement(X::valueLabel_s);
             setDouble(element, X::value_s, value);
             setText(element, X::label_s, label);
-            place(*this, set, element, {X::valueLabel_s});
+            place(set, element, {X::valueLabel_s});
         }
     } else {
         std::string value;
@@ -427,15 +476,18 @@ int TransDictionaryImpl::addValueLabelSet(ZELT_Variable const& var, DOMElement* 
             setText(element, X::value_s, value.c_str(),
                     valueTextLength(value.data(), value.size()));
             setText(element, X::label_s, label);
-            place(*this, set, element, {X::valueLabel_s});
+            place(set, element, {X::valueLabel_s});
         }
     }
     DOMElement* variable = document_->createElement(X::valueLabelVariable_s);
     setText(variable, X::name_s, var.GetName());
-    if (insertAfterTag(set, variable, X::valueLabel_s) == nullptr) {
+    if (building_) {
+        DOMElement* lastLabel = lastChildNamed(set, X::valueLabel_s);
+        set->insertBefore(variable, lastLabel != nullptr ? lastLabel->getNextSibling() : nullptr);
+    } else if (insertAfterTag(set, variable, X::valueLabel_s) == nullptr) {
         set->appendChild(variable);
     }
-    place(*this, domdict, set, {X::valueLabelSet_s, X::weightVariable_s, X::variable_s});
+    place(domdict, set, {X::valueLabelSet_s, X::weightVariable_s, X::variable_s});
     return 1;
 }
 
@@ -489,7 +541,7 @@ int TransDictionaryImpl::addVariableSet(VariableSet const& set, ZELT_DataSource 
     TRANS_ASSERT(document_);
     DOMElement* element = document_->createElement(X::variableSet_s);
     setText(element, X::name_s, set.GetName(setNameCase));
-    place(*this, domdict, element,
+    place(domdict, element,
           {X::variableSet_s, X::valueLabelSet_s, X::weightVariable_s, X::variable_s});
     return addMembers(document_, set, ds, element, X::variableSetVariable_s);
 }
@@ -510,7 +562,7 @@ int TransDictionaryImpl::addMultipleResponseSet(VariableSet const& set, ZELT_Dat
     TRANS_ASSERT(document_);
     DOMElement* element = document_->createElement(X::multipleResponseSet_s);
     setText(element, X::name_s, set.GetName(setNameCase));
-    place(*this, domdict, element,
+    place(domdict, element,
           {X::multipleResponseSet_s, X::variableSet_s, X::valueLabelSet_s, X::weightVariable_s,
            X::variable_s});
 
@@ -549,7 +601,7 @@ bool TransDictionaryImpl::addWeightVariable(ZELT_DataSource const& ds, DOMElemen
     }
     DOMElement* element = document_->createElement(X::weightVariable_s);
     setText(element, X::name_s, ds.GetVariable(index).GetName());
-    place(*this, domdict, element, {X::variable_s});
+    place(domdict, element, {X::variable_s});
     return true;
 }
 
@@ -561,7 +613,7 @@ bool TransDictionaryImpl::addDatasourceAttributes(ZELT_DataSource const& ds, DOM
     if (set == nullptr) {
         return false;
     }
-    place(*this, domdict, set,
+    place(domdict, set,
           {X::multipleResponseSet_s, X::variableSet_s, X::valueLabelSet_s, X::weightVariable_s,
            X::variable_s});
     return true;

@@ -1,6 +1,7 @@
 #include "transdomimpl.h"
 
 #include "transassert.h"
+#include "transcontextindex.h"
 #include "transdictionaryimpl.h"
 #include "transdomreference.h"
 #include "transplaceholder.h"
@@ -9,6 +10,7 @@
 #include "transxmlchararray.h"
 #include "transxpathguard.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -198,6 +200,25 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
     return true;
 }
 
+// Buckets for the source tree's pool of attribute values and texts. The pool's hash table does not
+// grow, so a table of the default size makes adding a large document's values quadratic.
+std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
+    std::size_t values = 0;
+    std::vector<xercesc::DOMNode const*> pending{&document};
+    while (! pending.empty()) {
+        xercesc::DOMNode const* node = pending.back();
+        pending.pop_back();
+        xercesc::DOMNamedNodeMap const* attributes = node->getAttributes();
+        values += 1 + (attributes != nullptr ? attributes->getLength() : 0);
+        for (xercesc::DOMNode const* child = node->getFirstChild(); child != nullptr;
+             child = child->getNextSibling()) {
+            pending.push_back(child);
+        }
+    }
+    return std::max<std::size_t>(
+        xalanc::XalanSourceTreeDocument::eDefaultValuesStringPoolBucketCount, (values / 4) | 1);
+}
+
 } // namespace
 
 struct TransDOMImpl::QueryState {
@@ -208,7 +229,11 @@ struct TransDOMImpl::QueryState {
                SourceTree sourceTree)
         : evaluator(pathEvaluator), tree(std::move(sourceTree)), document(queryDocument),
           resolver(document, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
-                   XalanMemMgrs::getDefaultXercesMemMgr()) {}
+                   XalanMemMgrs::getDefaultXercesMemMgr()) {
+        if (tree != nullptr) {
+            index = std::make_unique<trans::ContextIndex>(*tree);
+        }
+    }
 
     ~QueryState() { forgetPaths(); }
     QueryState(QueryState const&) = delete;
@@ -242,6 +267,7 @@ struct TransDOMImpl::QueryState {
     xalanc::XalanDocumentPrefixResolver const resolver;
     xalanc::XalanSourceTreeDOMSupport domSupport;
     std::unordered_map<std::u16string, xalanc::XPath*> paths;
+    std::unique_ptr<trans::ContextIndex> index; // on the source tree only
 };
 
 void TransDOMImpl::QueryStateDeleter::operator()(QueryState* state) const noexcept {
@@ -250,8 +276,12 @@ void TransDOMImpl::QueryStateDeleter::operator()(QueryState* state) const noexce
 
 TransDOMImpl::QueryState& TransDOMImpl::queryState() const {
     if (queries_ == nullptr) {
-        SourceTree tree(
-            xalanc::XalanSourceTreeDocument::create(XalanMemMgrs::getDefaultXercesMemMgr()));
+        using Tree = xalanc::XalanSourceTreeDocument;
+        SourceTree tree(Tree::create(
+            XalanMemMgrs::getDefaultXercesMemMgr(), true, Tree::eDefaultNamesStringPoolBlockSize,
+            Tree::eDefaultNamesStringPoolBucketCount, Tree::eDefaultNamesStringPoolBucketSize,
+            Tree::eDefaultValuesStringPoolBlockSize, valuePoolBuckets(*xercesDocument_),
+            Tree::eDefaultValuesStringPoolBucketSize));
         xalanc::XalanDocument* document = tree.get();
         if (! mirror(*xercesDocument_, *tree)) {
             tree.reset();
@@ -523,15 +553,18 @@ XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const*
     XObjectPtr result;
     trans::refuseXsltFunctions(context); // an error in the context path: the caller's
     QueryState& state = queryState();
-    // As above: the context path is parsed (its errors reach the caller) and selects nothing in a
-    // document without an element.
-    xalanc::XPath const& contextPath = state.compiled(context);
-    if (xercesDocument_->getDocumentElement() == nullptr) {
-        status.failure(true);
-        return result;
+    xalanc::XalanNode* node = nullptr;
+    if (state.index == nullptr || ! state.index->select(context, node)) {
+        // As above: the context path is parsed (its errors reach the caller) and selects nothing
+        // in a document without an element.
+        xalanc::XPath const& contextPath = state.compiled(context);
+        if (xercesDocument_->getDocumentElement() == nullptr) {
+            status.failure(true);
+            return result;
+        }
+        node = evaluator_->selectSingleNode(state.domSupport, state.document, contextPath,
+                                            state.resolver);
     }
-    xalanc::XalanNode* node =
-        evaluator_->selectSingleNode(state.domSupport, state.document, contextPath, state.resolver);
     if (node == nullptr) {
         status.failure(true);
         return result;

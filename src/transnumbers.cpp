@@ -2,8 +2,13 @@
 
 #include "transvalueimpl.h"
 
+#include <array>
+#include <charconv>
 #include <clocale>
+#include <cstdint>
+#include <limits>
 #include <memory>
+#include <string>
 #include <unicode/decimfmt.h>
 #include <unicode/fmtable.h>
 #include <unicode/numfmt.h>
@@ -12,30 +17,71 @@ namespace trans {
 
 namespace {
 
-// A formatter set to "#0.###", or null when the locale's default formatter is not a decimal
-// format (such a formatter cannot take the pattern, and its output would not follow it).
-std::unique_ptr<icu::DecimalFormat> patternFormatter(icu::Locale const& locale) {
-    UErrorCode error = U_ZERO_ERROR;
-    std::unique_ptr<icu::NumberFormat> format(icu::NumberFormat::createInstance(locale, error));
-    auto* decimal = dynamic_cast<icu::DecimalFormat*>(format.get());
-    if (U_FAILURE(error) || decimal == nullptr) {
-        return nullptr;
-    }
-    format.release();
-    std::unique_ptr<icu::DecimalFormat> result(decimal);
-    result->applyPattern(icu::UnicodeString(u"#0.###"), error);
-    return result;
+// The formatters of one locale. Making a formatter costs tens of microseconds and a dictionary
+// writes several numbers per variable, so the formatters of the last few locales are kept per
+// thread. The locale is still read afresh at every call; only the formatter made for it is reused.
+struct LocaleFormats {
+    std::string key; // the locale's name, and the default locale's for names that fall back to it
+    std::unique_ptr<icu::DecimalFormat> pattern; // "#0.###"; null without a decimal format
+    std::unique_ptr<icu::NumberFormat> parser;   // the locale's default format
+    bool plainIntegers = false; // the pattern writes integers exactly as std::to_chars does
+};
+
+std::string cacheKey(icu::Locale const& locale) {
+    // A locale without number data of its own (such as the "C" locale's) uses ICU's default one.
+    return std::string(locale.getName()) + '|' + icu::Locale::getDefault().getName();
 }
 
-template <typename Number>
-bool formatWithPattern(Number number, icu::Locale const& locale, icu::UnicodeString& text) {
-    text.remove();
-    std::unique_ptr<icu::DecimalFormat> format = patternFormatter(locale);
-    if (format == nullptr) {
-        return false;
+std::string plainText(int64_t number) {
+    char buffer[24];
+    auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
+    return std::string(buffer, end);
+}
+
+void makeFormats(icu::Locale const& locale, LocaleFormats& formats) {
+    UErrorCode error = U_ZERO_ERROR;
+    std::unique_ptr<icu::NumberFormat> format(icu::NumberFormat::createInstance(locale, error));
+    if (U_SUCCESS(error) && format != nullptr) {
+        formats.parser.reset(format->clone());
+        if (auto* decimal = dynamic_cast<icu::DecimalFormat*>(format.get())) {
+            format.release();
+            formats.pattern.reset(decimal);
+            // As before: the error code of applying the pattern is not examined.
+            formats.pattern->applyPattern(icu::UnicodeString(u"#0.###"), error);
+        }
     }
-    format->format(number, text);
-    return ! text.isEmpty();
+    // Integers may skip the formatter when it writes ASCII digits and a plain minus sign: the
+    // probes hold every digit, both signs and both ends of the range.
+    formats.plainIntegers = formats.pattern != nullptr;
+    for (int64_t probe :
+         {int64_t{0}, int64_t{1234567890}, int64_t{-9876543210},
+          std::numeric_limits<int64_t>::min(), std::numeric_limits<int64_t>::max()}) {
+        if (! formats.plainIntegers) {
+            break;
+        }
+        icu::UnicodeString text;
+        formats.pattern->format(probe, text);
+        std::string narrow;
+        text.toUTF8String(narrow);
+        formats.plainIntegers = narrow == plainText(probe);
+    }
+}
+
+LocaleFormats const& formatsFor(icu::Locale const& locale) {
+    static thread_local std::array<LocaleFormats, 4> cache;
+    static thread_local std::size_t next = 0;
+    std::string key = cacheKey(locale);
+    for (LocaleFormats const& formats : cache) {
+        if (formats.key == key) {
+            return formats;
+        }
+    }
+    LocaleFormats& slot = cache[next];
+    next = (next + 1) % cache.size();
+    slot = LocaleFormats();
+    makeFormats(locale, slot);
+    slot.key = std::move(key);
+    return slot;
 }
 
 } // namespace
@@ -46,23 +92,40 @@ icu::Locale processNumericLocale() {
 }
 
 bool formatNumber(double number, icu::Locale const& locale, icu::UnicodeString& text) {
-    return formatWithPattern(number, locale, text);
+    text.remove();
+    LocaleFormats const& formats = formatsFor(locale);
+    if (formats.pattern == nullptr) {
+        return false;
+    }
+    formats.pattern->format(number, text);
+    return ! text.isEmpty();
 }
 
 bool formatNumber(long long number, icu::Locale const& locale, icu::UnicodeString& text) {
-    return formatWithPattern(static_cast<int64_t>(number), locale, text);
+    text.remove();
+    LocaleFormats const& formats = formatsFor(locale);
+    if (formats.pattern == nullptr) {
+        return false;
+    }
+    if (formats.plainIntegers) {
+        char buffer[24];
+        auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
+        text = icu::UnicodeString(buffer, static_cast<int32_t>(end - buffer), US_INV);
+    } else {
+        formats.pattern->format(static_cast<int64_t>(number), text);
+    }
+    return ! text.isEmpty();
 }
 
 double parseNumber(icu::UnicodeString const& text, icu::Locale const& locale) {
-    UErrorCode error = U_ZERO_ERROR;
-    std::unique_ptr<icu::NumberFormat> format(icu::NumberFormat::createInstance(locale, error));
-    if (format == nullptr || U_FAILURE(error)) {
+    LocaleFormats const& formats = formatsFor(locale);
+    if (formats.parser == nullptr) {
         return TransMissingValue;
     }
     icu::Formattable result;
-    UErrorCode parseError = U_ZERO_ERROR; // a warning (e.g. a fallback locale) must not leak in
-    format->parse(text, result, parseError);
-    if (parseError != U_ZERO_ERROR) {
+    UErrorCode error = U_ZERO_ERROR; // only a clean success counts, not even a warning
+    formats.parser->parse(text, result, error);
+    if (error != U_ZERO_ERROR) {
         return TransMissingValue;
     }
     switch (result.getType()) {
