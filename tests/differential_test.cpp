@@ -1,6 +1,7 @@
 // Queries answered from the cached source tree must equal, result for result and flag for flag,
 // what the straightforward evaluation on the bridged view gives, exceptions included.
 #include "testsupport.h"
+#include "transdictionaryimpl.h"
 #include "transdomimpl.h"
 #include "transdomreference.h"
 #include "transspace.h"
@@ -306,5 +307,44 @@ TEST_F(Differential, ExampleSurveyUnderLocaleSwitches) {
         compareAll(value, contexts,
                    {u"@label", u"missingValue/@data", u"number(missingValue[2]/@data)",
                     u"valueLabel/@value", u"string(1.5)", u"'1,5'", u"count(*)", u"@rowCount"});
+    }
+}
+
+TEST(BuilderPlacement, KeptAnchorsBuildTheSameDocumentAsSearching) {
+    TransSpace space;
+    auto text = [](xercesc::DOMDocument* document) {
+        std::unique_ptr<TransString> xml(TransValue(document).asUTF16XML());
+        document->release();
+        return std::u16string(xml->asUTF16());
+    };
+    // Locales with plain digits, another decimal separator, and other digits and signs.
+    for (char const* locale : {"de_DE.UTF-8", "en_US.UTF-8", "ar_EG.UTF-8"}) {
+        ScopedLocale const numeric(LC_NUMERIC, locale);
+        for (int variables : {0, 3, 40}) {
+            SCOPED_TRACE(std::string(locale) + " " + std::to_string(variables));
+            ZELT_DataSource source = generated(variables);
+            DatasourceAttributes attributes;
+            attributes.setVersion(-3);
+            attributes.addAttribute("Source", {"test"});
+            source.setAttributes(attributes);
+
+            TransDictionaryImpl whole;
+            std::u16string const built = text(whole.addDictionary(source));
+
+            // The same steps called one at a time after the build, where every element is placed
+            // by searching all descendants of its parent.
+            ZELT_DataSource header;
+            header.setRowCount(source.RowCount());
+            TransDictionaryImpl steps;
+            xercesc::DOMDocument* document = steps.addDictionary(header);
+            xercesc::DOMElement* root = document->getDocumentElement();
+            steps.addVariables(source, root);
+            steps.addWeightVariable(source, root);
+            steps.addVariableSets(source, root);
+            steps.addMultipleResponseSets(source, root);
+            steps.addDatasourceAttributes(source, root);
+            steps.addExtensions(source, root);
+            EXPECT_EQ(built, text(document));
+        }
     }
 }
