@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
@@ -76,6 +77,18 @@ TransString trimmedCopy(TransString const& text, TransStatus& status) {
     return copy;
 }
 
+// The first steps of every operation on a handle: reset the status and trim a copy of the handle.
+// A blank handle sets the failure flag (trimming set the warning) and gives no key.
+std::optional<TransString> prepareKey(TransString const& handle, TransStatus& status) {
+    status.reset();
+    TransString key = trimmedCopy(handle, status);
+    if (key.empty()) {
+        status.failure(true);
+        return std::nullopt;
+    }
+    return key;
+}
+
 void setFlags(TransStatus& status, bool failed) noexcept {
     status.failure(failed);
     status.warning(failed);
@@ -103,13 +116,11 @@ TransSpace::~TransSpace() = default;
 // Values
 
 bool TransSpace::add(TransString const& handle, TransValue const& value, TransStatus& status) {
-    status.reset();
-    TransString key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return false;
     }
-    bool const inserted = data_->values.try_emplace(std::move(key), value).second;
+    bool const inserted = data_->values.try_emplace(std::move(*key), value).second;
     setFlags(status, ! inserted);
     return inserted;
 }
@@ -122,13 +133,11 @@ bool TransSpace::add(TransString const& handle, TransValue const& value) {
 }
 
 bool TransSpace::remove(TransString const& handle, TransStatus& status) {
-    status.reset();
-    TransString const key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return false;
     }
-    bool const removed = data_->values.erase(key) > 0;
+    bool const removed = data_->values.erase(*key) > 0;
     if (! removed) {
         setFlags(status, true);
     }
@@ -143,13 +152,11 @@ bool TransSpace::remove(TransString const& handle) {
 }
 
 bool TransSpace::exists(TransString const& handle, TransStatus& status) const {
-    status.reset();
-    TransString const key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return false;
     }
-    bool const found = data_->values.count(key) > 0;
+    bool const found = data_->values.count(*key) > 0;
     if (! found) {
         status.warning(true);
     }
@@ -164,13 +171,11 @@ bool TransSpace::exists(TransString const& handle) const {
 }
 
 TransValue const& TransSpace::find(TransString const& handle, TransStatus& status) const {
-    status.reset();
-    TransString const key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return data_->emptyValue;
     }
-    auto const entry = data_->values.find(key);
+    auto const entry = data_->values.find(*key);
     if (entry == data_->values.end()) {
         setFlags(status, true);
         return data_->emptyValue;
@@ -229,17 +234,15 @@ void TransSpace::releaseStringList(TransStringList*& strings) {
 // Images
 
 bool TransSpace::addImage(TransString const& handle, TransImage const& image, TransStatus& status) {
-    status.reset();
-    TransString key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return false;
     }
-    auto const entry = data_->images.find(key);
+    auto const entry = data_->images.find(*key);
     if (entry != data_->images.end()) {
         entry->second.push_back(image);
     } else {
-        data_->images.emplace(std::move(key), std::vector<TransImage>{image});
+        data_->images.emplace(std::move(*key), std::vector<TransImage>{image});
     }
     setFlags(status, false);
     return true;
@@ -269,14 +272,12 @@ bool TransSpace::removeImage(TransString const& handle, TransString const& name,
 }
 
 bool TransSpace::removeAll(TransString const& handle, TransStatus& status) {
-    status.reset();
-    TransString const key = trimmedCopy(handle, status);
-    if (key.empty()) {
-        status.failure(true);
+    std::optional<TransString> key = prepareKey(handle, status);
+    if (! key) {
         return false;
     }
-    bool const removed = data_->values.erase(key) > 0;
-    data_->images.erase(key);
+    bool const removed = data_->values.erase(*key) > 0;
+    data_->images.erase(*key);
     setFlags(status, ! removed);
     return removed;
 }
