@@ -36,14 +36,6 @@ namespace {
 
 using xercesc::XMLUni;
 
-std::string utf8(XMLCh const* text) {
-    std::string result;
-    if (text != nullptr) {
-        icu::UnicodeString(text).toUTF8String(result);
-    }
-    return result;
-}
-
 // Collects the errors of one document with their positions; warnings are not errors.
 class ErrorCollector : public xercesc::DefaultHandler {
 public:
@@ -73,7 +65,7 @@ private:
     void keep(xercesc::SAXParseException const& exception) {
         errors_.push_back(ValidationError{name_, exception.getLineNumber(),
                                           exception.getColumnNumber(),
-                                          utf8(exception.getMessage())});
+                                          utf8Text(exception.getMessage())});
     }
 
     std::string name_;
@@ -94,7 +86,7 @@ public:
     explicit BuiltInSchemaOnly(ErrorCollector& errors) : errors_(errors) {}
 
     xercesc::InputSource* resolveEntity(xercesc::XMLResourceIdentifier* resource) override {
-        std::string const location = utf8(resource->getSystemId());
+        std::string const location = utf8Text(resource->getSystemId());
         bool const schema = isSchema(resource->getResourceIdentifierType());
         // The parser takes ownership of the input sources returned.
         if (schema && location == dictionarySchemaLocation) {
@@ -152,7 +144,7 @@ DictionaryValidator::DictionaryValidator() : parts_(std::make_unique<Parts>()) {
     try {
         grammar = reader.loadGrammar(schema, xercesc::Grammar::SchemaGrammarType, true);
     } catch (xercesc::XMLException const& exception) {
-        parts_->errors.add(utf8(exception.getMessage()));
+        parts_->errors.add(utf8Text(exception.getMessage()));
     }
     if (grammar == nullptr || ! parts_->errors.empty()) {
         std::string message = "the built-in dictionary-1.0.xsd cannot be loaded";
@@ -173,7 +165,7 @@ std::vector<ValidationError> DictionaryValidator::validate(std::string_view byte
     try {
         parts_->reader->parse(input);
     } catch (xercesc::XMLException const& exception) {
-        parts_->errors.add(utf8(exception.getMessage()));
+        parts_->errors.add(utf8Text(exception.getMessage()));
     } catch (xercesc::SAXParseException const& exception) {
         parts_->errors.fatalError(exception);
     }

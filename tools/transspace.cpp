@@ -299,9 +299,7 @@ int queryCommand(std::vector<std::string> const& arguments) {
 }
 
 std::string xalanMessage(xalanc::XSLException const& exception) {
-    std::string result;
-    icu::UnicodeString(exception.getMessage().c_str()).toUTF8String(result);
-    return result;
+    return utf8Text(exception.getMessage().c_str());
 }
 
 int run(std::vector<std::string> arguments) {

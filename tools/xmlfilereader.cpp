@@ -17,15 +17,15 @@ void XmlDocumentReleaser::operator()(xercesc::DOMDocument* document) const noexc
     }
 }
 
-namespace {
-
-std::string utf8(XMLCh const* text) {
+std::string utf8Text(XMLCh const* text) {
     std::string result;
     if (text != nullptr) {
         icu::UnicodeString(text).toUTF8String(result);
     }
     return result;
 }
+
+namespace {
 
 // Keeps the first error with its position; warnings are ignored.
 class FirstError : public xercesc::ErrorHandler {
@@ -44,7 +44,7 @@ private:
         if (message_.empty()) {
             message_ = name_ + ":" + std::to_string(exception.getLineNumber()) + ":" +
                        std::to_string(exception.getColumnNumber()) + ": " +
-                       utf8(exception.getMessage());
+                       utf8Text(exception.getMessage());
         }
     }
 
@@ -58,7 +58,7 @@ class NoExternalEntities : public xercesc::EntityResolver {
 public:
     xercesc::InputSource* resolveEntity(XMLCh const*, XMLCh const* systemId) override {
         if (refused_.empty()) {
-            refused_ = utf8(systemId);
+            refused_ = utf8Text(systemId);
             if (refused_.empty()) {
                 refused_ = "(no system identifier)";
             }
@@ -97,7 +97,7 @@ XmlDocument readXmlText(std::string const& text, std::string const& name) {
     try {
         parser.parse(input);
     } catch (xercesc::XMLException const& exception) {
-        throw XmlFileError(name + ": " + utf8(exception.getMessage()));
+        throw XmlFileError(name + ": " + utf8Text(exception.getMessage()));
     } catch (xercesc::SAXParseException const& exception) {
         errors.fatalError(exception);
     }

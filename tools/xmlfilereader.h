@@ -24,6 +24,9 @@ using XmlDocument = std::unique_ptr<xercesc::DOMDocument, XmlDocumentReleaser>;
 constexpr unsigned xmlEntityExpansionLimit = 10000;
 
 XmlDocument readXmlFile(std::string const& path);
+
+// UTF-8 text of the XML libraries' UTF-16 text (messages, names); empty for a null pointer.
+std::string utf8Text(XMLCh const* text);
 // The same for XML text in memory, named `name` in messages.
 XmlDocument readXmlText(std::string const& text, std::string const& name);
 
