@@ -1,0 +1,74 @@
+#include "generator.h"
+
+#include <utility>
+#include <vector>
+
+namespace transbench {
+
+std::string variableName(int index) {
+    return "v" + std::to_string(index);
+}
+
+namespace {
+
+using FormatType = ZELT_Variable::FormatType;
+
+ZELT_Variable makeVariable(int index) {
+    std::string const name = variableName(index);
+    ZELT_Variable var(name);
+    var.setLabel("Question " + std::to_string(index) + " of the survey");
+    var.setAlignment(index % 3);
+    var.setMeasurementLevel(index % 4);
+    var.setDisplayWidth(static_cast<short>(8 + index % 8));
+    var.setFormat(FormatType::F, 8 + index % 5, index % 3);
+    var.setWriteFormat(index % 7 == 0 ? FormatType::COMMA : FormatType::F, 10 + index % 5,
+                       index % 3);
+    var.setMissingValues({index % 2 == 0 ? 999.0 : -1.5});
+    if (hasValueLabels(index)) {
+        var.addValueLabel(1.0, "Low " + name);
+        var.addValueLabel(2.5, "Medium " + name);
+        var.addValueLabel(static_cast<double>(index), "High " + name);
+    }
+    if (hasAttributes(index)) {
+        DatasourceAttributes attributes;
+        attributes.setVersion(1);
+        attributes.addAttribute("Note", {"checked " + name});
+        attributes.addAttribute("$origin", {"q" + std::to_string(index), "wave 2"});
+        var.setAttributes(std::move(attributes));
+    }
+    return var;
+}
+
+} // namespace
+
+ZELT_DataSource makeDataSource(int variables) {
+    ZELT_DataSource ds;
+    ds.setTimestamp(generatedTimestamp);
+    ds.setRowCount(generatedRowCount);
+    ds.reserveVariables(static_cast<std::size_t>(variables > 0 ? variables : 0));
+    for (int i = 0; i < variables; ++i) {
+        ds.addVariable(makeVariable(i));
+    }
+
+    // Set k holds v{100k}, v{100k + 10}, ..., v{100k + 90}.
+    for (int k = 0; k < variables / 100; ++k) {
+        std::vector<std::string> members;
+        members.reserve(10);
+        for (int j = 0; j < 10; ++j) {
+            members.push_back(variableName(100 * k + 10 * j));
+        }
+        ds.addVariableSet(VariableSet("set" + std::to_string(k), std::move(members)));
+    }
+
+    VariableSet mrset("$mrset");
+    for (int j = 0; j < 10 && j < variables; ++j) {
+        mrset.addVariableName(variableName(j));
+    }
+    mrset.setType(VariableSet::typeDichotomy);
+    mrset.setCountedValue("1");
+    mrset.setLabel("Brands used");
+    ds.addMultipleResponseSet(std::move(mrset));
+    return ds;
+}
+
+} // namespace transbench
