@@ -709,6 +709,15 @@ ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& n
         auto const [line, column] = lineAndColumn(text, error.byte > 0 ? error.byte - 1 : 0);
         throw DataSourceFileError(name + ":" + std::to_string(line) + ":" + std::to_string(column) +
                                   ": invalid JSON: " + reason);
+    } catch (Json::exception const& error) {
+        // Well-formed text the library still refuses, such as a number beyond the range of a
+        // double ("1e400"); it gives no position.
+        std::string reason = error.what();
+        std::size_t const bracket = reason.find("] ");
+        if (bracket != std::string::npos) {
+            reason = reason.substr(bracket + 2);
+        }
+        throw DataSourceFileError(name + ": invalid JSON: " + reason);
     }
     return dataSource(root, Location(name, ""));
 }

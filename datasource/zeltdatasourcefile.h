@@ -13,7 +13,8 @@
 #include <string>
 
 // A file that cannot be read, is not JSON, or breaks a rule of the format. what() is one line:
-// "NAME: /json/pointer: what is wrong", or "NAME:LINE:COLUMN: what is wrong" for a syntax error.
+// "NAME: /json/pointer: what is wrong", "NAME:LINE:COLUMN: what is wrong" for a syntax error, or
+// "NAME: invalid JSON: what is wrong" where the parser gives no position (a number out of range).
 class ZELT_EXPORT DataSourceFileError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

@@ -619,7 +619,8 @@ TransString* TransDOMImpl::queryString(TransString const& context, TransString c
 
 TransStringList* TransDOMImpl::queryList(TransString const& context, TransString const& path,
                                          TransStatus& status, Evaluation evaluation) const {
-    auto* list = new TransStringList();
+    // Owned here until returned: an error in the context path is thrown through this function.
+    auto list = std::make_unique<TransStringList>();
     char16_t const* contextText = nullptr;
     char16_t const* pathText = nullptr;
     if (queryArguments(context, path, contextText, pathText, status)) {
@@ -643,7 +644,7 @@ TransStringList* TransDOMImpl::queryList(TransString const& context, TransString
     if (list->empty()) {
         status.warning(true);
     }
-    return list;
+    return list.release();
 }
 
 double TransDOMImpl::queryDouble(TransString const& context, TransString const& path,

@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -28,8 +29,9 @@ std::string readFile(std::string const& path) {
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
+// A file of this test process's own: tests run in parallel processes.
 std::string scratch(std::string const& name) {
-    return ::testing::TempDir() + "tool_test_" + name;
+    return ::testing::TempDir() + "tool_test_" + std::to_string(getpid()) + "_" + name;
 }
 
 std::string writeFile(std::string const& name, std::string const& contents) {

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 #include <unicode/unistr.h>
+#include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/EntityResolver.hpp>
@@ -100,6 +101,10 @@ XmlDocument readXmlText(std::string const& text, std::string const& name) {
         throw XmlFileError(name + ": " + utf8Text(exception.getMessage()));
     } catch (xercesc::SAXParseException const& exception) {
         errors.fatalError(exception);
+    } catch (xercesc::DOMException const& exception) {
+        // The DOM builder refuses what the scanner let through, such as the version "1." in
+        // the XML declaration.
+        throw XmlFileError(name + ": " + utf8Text(exception.getMessage()));
     }
     if (! errors.message().empty() || parser.getErrorCount() != 0) {
         throw XmlFileError(errors.message().empty() ? name + ": not well-formed XML"

@@ -40,8 +40,9 @@ int main() {
 
     TransValue const& dictionary = space.find(TransString("Dictionary"));
     TransStatus status;
-    std::unique_ptr<TransString> label(dictionary.asString(
-        TransString("/dictionary/variable[@name='city']"), TransString("attribute::label"), status));
+    std::unique_ptr<TransString> label(
+        dictionary.asString(TransString("/dictionary/variable[@name='city']"),
+                            TransString("attribute::label"), status));
     std::printf("label of city: %s\n", label->asMBCS());
 
     std::unique_ptr<TransStringList> labels(dictionary.asStringList(
