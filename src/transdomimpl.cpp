@@ -432,8 +432,8 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         std::memcpy(text.data(), bytes, text.size() * sizeof(char16_t));
         result = new TransString(text.c_str());
     } else {
-        std::string const text(reinterpret_cast<char const*>(bytes), length);
-        result = new TransString(text.c_str());
+        // The buffer keeps a terminating zero behind the text: no copy is needed to read it.
+        result = new TransString(reinterpret_cast<char const*>(bytes));
     }
     if (result->empty()) {
         status.warning(true);
