@@ -21,6 +21,7 @@
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XObject.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
+#include <xalanc/XPath/XPathExecutionContextDefault.hpp>
 #include <xalanc/XalanDOM/XalanDocument.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeComment.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeDOMSupport.hpp>
@@ -508,6 +509,23 @@ double booleanNumber(XObject const& result) {
     return std::u16string_view(result.str().c_str()) == u"true" ? 1.0 : 0.0;
 }
 
+// Runs one call into the evaluator. The evaluator points its execution context at the environment
+// and DOM support of the call it runs and clears those pointers only when the call returns: after
+// an exception they point into the unwound call, and the next evaluation (or the evaluator's
+// destruction) would call through them. They are cleared here before the exception goes on.
+template <typename Call>
+auto evaluatorCall(xalanc::XPathEvaluator& evaluator, Call const& call) -> decltype(call()) {
+    try {
+        return call();
+    } catch (...) {
+        auto& context =
+            static_cast<xalanc::XPathExecutionContextDefault&>(evaluator.getExecutionContext());
+        context.setXPathEnvSupport(nullptr);
+        context.setDOMSupport(nullptr);
+        throw;
+    }
+}
+
 } // namespace
 
 XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* path,
@@ -532,14 +550,17 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
     }
 
     // An exception here (an error in the context path) is the caller's to handle.
-    xalanc::XalanNode* node = evaluator_->selectSingleNode(domSupport, dom_, context, resolver);
+    xalanc::XalanNode* node = evaluatorCall(*evaluator_, [&] {
+        return evaluator_->selectSingleNode(domSupport, dom_, context, resolver);
+    });
     if (node == nullptr) {
         status.failure(true);
         return result;
     }
     try {
         trans::refuseXsltFunctions(path);
-        result = evaluator_->evaluate(domSupport, node, path, resolver);
+        result = evaluatorCall(
+            *evaluator_, [&] { return evaluator_->evaluate(domSupport, node, path, resolver); });
     } catch (...) {
         status.failure(true);
         return XObjectPtr();
@@ -562,8 +583,10 @@ XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const*
             status.failure(true);
             return result;
         }
-        node = evaluator_->selectSingleNode(state.domSupport, state.document, contextPath,
-                                            state.resolver);
+        node = evaluatorCall(*evaluator_, [&] {
+            return evaluator_->selectSingleNode(state.domSupport, state.document, contextPath,
+                                                state.resolver);
+        });
     }
     if (node == nullptr) {
         status.failure(true);
@@ -571,7 +594,10 @@ XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const*
     }
     try {
         trans::refuseXsltFunctions(path);
-        result = evaluator_->evaluate(state.domSupport, node, state.compiled(path), state.resolver);
+        xalanc::XPath const& compiledPath = state.compiled(path);
+        result = evaluatorCall(*evaluator_, [&] {
+            return evaluator_->evaluate(state.domSupport, node, compiledPath, state.resolver);
+        });
     } catch (...) {
         status.failure(true);
         return XObjectPtr();

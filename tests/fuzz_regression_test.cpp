@@ -69,3 +69,33 @@ TEST(FuzzRegression, ListQueryWithBadContextThrowsWithoutLeaking) {
     EXPECT_EQ(list->size(), 1u);
     TransValue::releaseStringList(list);
 }
+
+// A path that fails while it is evaluated (count() of a number) left the evaluator pointing at the
+// unwound call's state; the next query on the value, or its destruction, jumped through it.
+TEST(FuzzRegression, QueriesAfterAnEvaluationErrorStillWork) {
+    TransSpace space;
+    TransString const root(u"/root");
+    TransString const failing(u"count(item+item)");
+    {
+        auto document = parseXml("<root><item>2</item><item>3</item></root>");
+        TransValue const value(document.get());
+        for (int round = 0; round < 3; ++round) {
+            TransStatus status;
+            EXPECT_EQ(testing_support::take(value.asString(root, failing, status)), u"");
+            EXPECT_TRUE(status.failure());
+            TransStringList* list = value.asStringList(root, failing, status);
+            EXPECT_TRUE(status.failure());
+            TransValue::releaseStringList(list);
+            value.asDouble(root, failing, status);
+            EXPECT_TRUE(status.failure());
+            // The same failure in the context path reaches the caller.
+            EXPECT_THROW(value.asDouble(failing, TransString(u"1")), xalanc::XSLException);
+            EXPECT_EQ(value.asDouble(root, TransString(u"count(item)"), status), 2.0);
+            EXPECT_FALSE(status.failure());
+        }
+        // The context path's error is the last thing the value evaluated before it is destroyed.
+        EXPECT_THROW(value.asString(failing, TransString(u"1")), xalanc::XSLException);
+    }
+    TransValue const dictionary(loadDataSourceFile(TRANS_SOURCE_DIR "/examples/survey.json"));
+    EXPECT_THROW(dictionary.asString(failing, TransString(u"1")), xalanc::XSLException);
+}
