@@ -20,8 +20,10 @@
 #include <xalanc/PlatformSupport/AttributesImpl.hpp>
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XObject.hpp>
+#include <xalanc/XPath/XPathConstructionContextDefault.hpp>
 #include <xalanc/XPath/XPathEvaluator.hpp>
 #include <xalanc/XPath/XPathExecutionContextDefault.hpp>
+#include <xalanc/XPath/XPathProcessorImpl.hpp>
 #include <xalanc/XalanDOM/XalanDocument.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeComment.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeDOMSupport.hpp>
@@ -220,15 +222,67 @@ std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
         xalanc::XalanSourceTreeDocument::eDefaultValuesStringPoolBucketCount, (values / 4) | 1);
 }
 
+// A deep import of the element's tree into the document, level by level: the document's own deep
+// import recurses once per level and runs out of stack on deeply nested documents. Every node is
+// imported shallowly (an element with its specified attributes), and an element's children are
+// imported in turn, as the deep import does; an entity reference's children come from its own
+// document, so they are not imported.
+xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root) {
+    struct Pending {
+        xercesc::DOMNode const* source;
+        xercesc::DOMNode* copy;
+    };
+    xercesc::DOMNode* const copy = document.importNode(&root, false);
+    std::vector<Pending> pending{{&root, copy}};
+    while (! pending.empty()) {
+        Pending const next = pending.back();
+        pending.pop_back();
+        for (xercesc::DOMNode const* child = next.source->getFirstChild(); child != nullptr;
+             child = child->getNextSibling()) {
+            xercesc::DOMNode* childCopy = next.copy->appendChild(document.importNode(child, false));
+            if (child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+                pending.push_back({child, childCopy});
+            }
+        }
+    }
+    return copy;
+}
+
 } // namespace
+
+// A path compiled as the evaluator's own compilation does it, with the construction context that
+// pools its strings. The evaluator's compilation keeps, until the evaluator is destroyed, the
+// half-made object of a path that fails and the strings of every path it ever compiled, so a value
+// queried again and again with new paths would grow without bound; here a path that fails to
+// compile leaves nothing behind, and a path's strings go with it.
+class CompiledPath {
+public:
+    // Throws what parsing throws.
+    CompiledPath(char16_t const* expression, xalanc::PrefixResolver const& resolver) {
+        xalanc::XPathProcessorImpl processor(memory());
+        processor.initXPath(path_, construction_, xalanc::XalanDOMString(expression, memory()),
+                            resolver);
+    }
+    CompiledPath(CompiledPath const&) = delete;
+    CompiledPath& operator=(CompiledPath const&) = delete;
+
+    xalanc::XPath const& path() const noexcept { return path_; }
+
+private:
+    static xalanc::MemoryManager& memory() noexcept {
+        return XalanMemMgrs::getDefaultXercesMemMgr();
+    }
+
+    xalanc::XPathConstructionContextDefault construction_{memory()};
+    xalanc::XPath path_{memory()};
+};
 
 struct TransDOMImpl::QueryState {
     // Compiled paths kept per value; beyond this many, the oldest set is dropped.
     static constexpr std::size_t maxPaths = 256;
 
-    QueryState(xalanc::XPathEvaluator& pathEvaluator, xalanc::XalanDocument* queryDocument,
-               SourceTree sourceTree)
-        : evaluator(pathEvaluator), tree(std::move(sourceTree)), document(queryDocument),
+    QueryState(xalanc::XalanDocument* queryDocument, SourceTree sourceTree)
+        : tree(std::move(sourceTree)), document(queryDocument),
           resolver(document, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
                    XalanMemMgrs::getDefaultXercesMemMgr()) {
         if (tree != nullptr) {
@@ -236,7 +290,6 @@ struct TransDOMImpl::QueryState {
         }
     }
 
-    ~QueryState() { forgetPaths(); }
     QueryState(QueryState const&) = delete;
     QueryState& operator=(QueryState const&) = delete;
 
@@ -245,29 +298,20 @@ struct TransDOMImpl::QueryState {
         std::u16string key(expression);
         auto const found = paths.find(key);
         if (found != paths.end()) {
-            return *found->second;
+            return found->second->path();
         }
-        xalanc::XPath* path = evaluator.createXPath(expression, resolver);
+        auto compiledPath = std::make_unique<CompiledPath>(expression, resolver);
         if (paths.size() >= maxPaths) {
-            forgetPaths();
+            paths.clear();
         }
-        paths.emplace(std::move(key), path);
-        return *path;
+        return paths.emplace(std::move(key), std::move(compiledPath)).first->second->path();
     }
 
-    void forgetPaths() noexcept {
-        for (auto& entry : paths) {
-            evaluator.destroyXPath(entry.second);
-        }
-        paths.clear();
-    }
-
-    xalanc::XPathEvaluator& evaluator;
     SourceTree tree; // null: queries run on the bridged view
     xalanc::XalanDocument* document;
     xalanc::XalanDocumentPrefixResolver const resolver;
     xalanc::XalanSourceTreeDOMSupport domSupport;
-    std::unordered_map<std::u16string, xalanc::XPath*> paths;
+    std::unordered_map<std::u16string, std::unique_ptr<CompiledPath>> paths;
     std::unique_ptr<trans::ContextIndex> index; // on the source tree only
 };
 
@@ -288,7 +332,7 @@ TransDOMImpl::QueryState& TransDOMImpl::queryState() const {
             tree.reset();
             document = view();
         }
-        queries_.reset(new QueryState(*evaluator_, document, std::move(tree)));
+        queries_.reset(new QueryState(document, std::move(tree)));
     }
     return *queries_;
 }
@@ -327,7 +371,7 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     if (element == nullptr) {
         return;
     }
-    xercesc::DOMNode* node = xercesDocument_->importNode(element, true);
+    xercesc::DOMNode* node = importTree(*xercesDocument_, *element);
     TRANS_ASSERT(node && "TransDOMImpl: copy constructor failed.");
     xercesDocument_->appendChild(node);
 }
@@ -361,7 +405,7 @@ TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
 }
 
 TransDOMImpl::~TransDOMImpl() {
-    queries_.reset();       // compiled paths go back to the evaluator
+    queries_.reset();       // compiled paths and the source tree first
     parserLiaison_.reset(); // the view goes with the liaison, before the document it wraps
     dom_ = nullptr;
     evaluator_.reset();
@@ -543,8 +587,7 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
         // The evaluator crashes on absolute paths over a document without an element. Such a
         // document has no node to select: the context path is only parsed, so that its syntax
         // errors still reach the caller, and selects nothing.
-        xalanc::XPath* compiled = evaluator_->createXPath(context, resolver);
-        evaluator_->destroyXPath(compiled);
+        CompiledPath const parsed(context, resolver);
         status.failure(true);
         return result;
     }
