@@ -26,6 +26,7 @@
 #include "transexport.h"
 #include "transvalueimpl.h"
 
+#include <cstddef>
 #include <memory>
 #include <xalanc/Include/PlatformDefinitions.hpp>
 #include <xercesc/util/XercesDefs.hpp>
@@ -63,10 +64,15 @@ public:
                           TransStatus& status) const override;
     TransStringList* asStringList(TransString const& context, TransString const& path,
                                   TransStatus& status) const override;
+    // Documents with elements nested deeper than this are not written: the serializer recurses
+    // once per level, and this keeps it within about half a megabyte of stack.
+    static constexpr std::size_t maxWriteDepth = 4096;
+
     // The document as XML text in the process code page, named in the declaration; characters the
     // code page lacks are written as character references. Failure (with whatever was written)
     // when the serializer raises, for instance for a character that XML cannot carry; failure and
-    // warning with an empty text when the process has no code page name.
+    // warning with an empty text when the process has no code page name or the document is nested
+    // deeper than maxWriteDepth.
     TransString* asMBCSXML(TransStatus& status) const override;
     // The document as XML text in UTF-16 (no byte-order mark). Failure as for asMBCSXML.
     TransString* asUTF16XML(TransStatus& status) const override;
@@ -128,6 +134,7 @@ private:
     mutable xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
     std::unique_ptr<xalanc::XPathEvaluator, EvaluatorDeleter> evaluator_;
     mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
+    std::size_t depth_ = 0; // the deepest element's level; 1 for the document element alone
 };
 
 #endif // TRANSDOMIMPL_H

@@ -226,14 +226,18 @@ std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
 // import recurses once per level and runs out of stack on deeply nested documents. Every node is
 // imported shallowly (an element with its specified attributes), and an element's children are
 // imported in turn, as the deep import does; an entity reference's children come from its own
-// document, so they are not imported.
-xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root) {
+// document, so they are not imported. depth is set to the deepest element's level below root,
+// counting root as 1.
+xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root,
+                             std::size_t& depth) {
     struct Pending {
         xercesc::DOMNode const* source;
         xercesc::DOMNode* copy;
+        std::size_t level;
     };
     xercesc::DOMNode* const copy = document.importNode(&root, false);
-    std::vector<Pending> pending{{&root, copy}};
+    std::vector<Pending> pending{{&root, copy, 1}};
+    depth = 1;
     while (! pending.empty()) {
         Pending const next = pending.back();
         pending.pop_back();
@@ -241,14 +245,13 @@ xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode co
              child = child->getNextSibling()) {
             xercesc::DOMNode* childCopy = next.copy->appendChild(document.importNode(child, false));
             if (child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
-                pending.push_back({child, childCopy});
+                pending.push_back({child, childCopy, next.level + 1});
+                depth = std::max(depth, next.level + 1);
             }
         }
     }
     return copy;
 }
-
-} // namespace
 
 // A path compiled as the evaluator's own compilation does it, with the construction context that
 // pools its strings. The evaluator's compilation keeps, until the evaluator is destroyed, the
@@ -276,6 +279,8 @@ private:
     xalanc::XPathConstructionContextDefault construction_{memory()};
     xalanc::XPath path_{memory()};
 };
+
+} // namespace
 
 struct TransDOMImpl::QueryState {
     // Compiled paths kept per value; beyond this many, the oldest set is dropped.
@@ -371,7 +376,7 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     if (element == nullptr) {
         return;
     }
-    xercesc::DOMNode* node = importTree(*xercesDocument_, *element);
+    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, depth_);
     TRANS_ASSERT(node && "TransDOMImpl: copy constructor failed.");
     xercesDocument_->appendChild(node);
 }
@@ -398,7 +403,7 @@ TransDOMImpl::TransDOMImpl(TransDOMImpl const& other) : TransValueImpl(other) {
 TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
     init();
     TransDictionaryImpl builder;
-    xercesDocument_.reset(builder.addDictionary(source));
+    xercesDocument_.reset(builder.addDictionary(source)); // a few levels deep: depth_ stays 0
     if (xercesDocument_ == nullptr) {
         copyDocument(nullptr); // the builder could not create a document: hold an empty one
     }
@@ -422,6 +427,7 @@ void TransDOMImpl::swap(TransDOMImpl& other) noexcept {
     std::swap(dom_, other.dom_);
     evaluator_.swap(other.evaluator_);
     queries_.swap(other.queries_);
+    std::swap(depth_, other.depth_);
 }
 
 TransDOMImpl* TransDOMImpl::clone() const {
@@ -447,6 +453,10 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         char16_t const* text = name.asUTF16(c);
         TRANS_ASSERT(! c.failure() && ! c.warning());
         encoding = text;
+    }
+
+    if (depth_ > maxWriteDepth) {
+        return trans::failedString(status);
     }
 
     xercesc::DOMImplementation* implementation =
@@ -577,7 +587,7 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
     XObjectPtr result;
     view();
     TRANS_ASSERT(dom_);
-    trans::refuseXsltFunctions(context); // an error in the context path: the caller's
+    trans::refuseUnsafePaths(context); // an error in the context path: the caller's
     xalanc::XalanDocumentPrefixResolver const resolver(
         dom_, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
         XalanMemMgrs::getDefaultXercesMemMgr());
@@ -601,7 +611,7 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
         return result;
     }
     try {
-        trans::refuseXsltFunctions(path);
+        trans::refuseUnsafePaths(path);
         result = evaluatorCall(
             *evaluator_, [&] { return evaluator_->evaluate(domSupport, node, path, resolver); });
     } catch (...) {
@@ -615,7 +625,7 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
 XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const* path,
                                         TransStatus& status) const {
     XObjectPtr result;
-    trans::refuseXsltFunctions(context); // an error in the context path: the caller's
+    trans::refuseUnsafePaths(context); // an error in the context path: the caller's
     QueryState& state = queryState();
     xalanc::XalanNode* node = nullptr;
     if (state.index == nullptr || ! state.index->select(context, node)) {
@@ -636,7 +646,7 @@ XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const*
         return result;
     }
     try {
-        trans::refuseXsltFunctions(path);
+        trans::refuseUnsafePaths(path);
         xalanc::XPath const& compiledPath = state.compiled(path);
         result = evaluatorCall(*evaluator_, [&] {
             return evaluator_->evaluate(state.domSupport, node, compiledPath, state.resolver);

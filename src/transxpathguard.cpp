@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 #include <string_view>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
 #include <xalanc/XPath/XPathParserException.hpp>
@@ -15,6 +16,9 @@ constexpr std::array<std::u16string_view, 9> xsltFunctions{
     u"current",     u"document", u"element-available", u"format-number",      u"function-available",
     u"generate-id", u"key",      u"system-property",   u"unparsed-entity-uri"};
 
+// Operators spelt as names. "or" does not recurse in the evaluator but is counted with the rest.
+constexpr std::array<std::u16string_view, 4> operatorNames{u"and", u"div", u"mod", u"or"};
+
 bool nameStart(char16_t c) noexcept {
     return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || c == u'_' || c >= 0x80;
 }
@@ -27,10 +31,26 @@ bool blank(char16_t c) noexcept {
     return c == u' ' || c == u'\t' || c == u'\r' || c == u'\n';
 }
 
+template <std::size_t N>
+bool contains(std::array<std::u16string_view, N> const& names, std::u16string_view name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+void throwParseError(std::u16string_view message) {
+    xalanc::MemoryManager& memory = xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
+    xalanc::XalanDOMString const text(
+        message.data(), memory, static_cast<xalanc::XalanDOMString::size_type>(message.size()));
+    throw xalanc::XPathParserException(text, memory);
+}
+
 } // namespace
 
-std::u16string xsltFunctionCalled(char16_t const* expression) {
+PathShape pathShape(char16_t const* expression) {
     std::u16string_view const text(expression != nullptr ? expression : u"");
+    PathShape shape;
+    std::size_t depth = 0;
+    std::size_t deepest = 0;
+    std::size_t operators = 0;
     std::size_t i = 0;
     while (i < text.size()) {
         char16_t const c = text[i];
@@ -40,6 +60,13 @@ std::u16string xsltFunctionCalled(char16_t const* expression) {
             continue;
         }
         if (! nameStart(c)) {
+            if (c == u'(' || c == u'[') {
+                deepest = std::max(deepest, ++depth);
+            } else if ((c == u')' || c == u']') && depth > 0) {
+                --depth;
+            } else if (c == u'+' || c == u'-' || c == u'*' || c == u'=' || c == u'<' || c == u'>') {
+                ++operators; // "*" as a name test is counted too: the count is an upper bound
+            }
             ++i;
             continue;
         }
@@ -52,28 +79,36 @@ std::u16string xsltFunctionCalled(char16_t const* expression) {
             (start > 0 && text[start - 1] == u':' && ! (start > 1 && text[start - 2] == u':')) ||
             (start > 0 && text[start - 1] == u'$');
         std::u16string_view const name = text.substr(start, i - start);
+        if (contains(operatorNames, name)) {
+            ++operators;
+        }
         std::size_t next = i;
         while (next < text.size() && blank(text[next])) {
             ++next;
         }
-        if (! prefixed && next < text.size() && text[next] == u'(' &&
-            std::find(xsltFunctions.begin(), xsltFunctions.end(), name) != xsltFunctions.end()) {
-            return std::u16string(name);
+        if (shape.xsltFunction.empty() && ! prefixed && next < text.size() && text[next] == u'(' &&
+            contains(xsltFunctions, name)) {
+            shape.xsltFunction = name;
         }
     }
-    return std::u16string();
+    shape.nesting = deepest + operators;
+    return shape;
 }
 
-void refuseXsltFunctions(char16_t const* expression) {
-    std::u16string const name = xsltFunctionCalled(expression);
-    if (name.empty()) {
-        return;
+void refuseUnsafePaths(char16_t const* expression) {
+    PathShape const shape = pathShape(expression);
+    if (! shape.xsltFunction.empty()) {
+        throwParseError(u"The function '" + shape.xsltFunction +
+                        u"' is not available outside a stylesheet.");
     }
-    xalanc::MemoryManager& memory = xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
-    xalanc::XalanDOMString message(u"The function '", memory);
-    message.append(name.c_str());
-    message.append(u"' is not available outside a stylesheet.");
-    throw xalanc::XPathParserException(message, memory);
+    if (shape.nesting > maxPathNesting) {
+        std::u16string limit;
+        for (char const digit : std::to_string(maxPathNesting)) {
+            limit += static_cast<char16_t>(digit);
+        }
+        throwParseError(u"The expression is nested too deeply: more than " + limit +
+                        u" levels of brackets, predicates, function calls and operators.");
+    }
 }
 
 } // namespace trans

@@ -1,19 +1,32 @@
-// Finds calls of the XSLT functions in an XPath expression. The XPath evaluator parses them
-// (current(), document(), key(), ...) but has no XSLT context to run them in, and crashes the
-// process when it tries; such an expression is refused before it reaches the evaluator.
+// Checks an XPath expression before it reaches the evaluator, which crashes the process on two
+// kinds of expression instead of reporting an error:
+// - calls of the XSLT functions (current(), document(), key(), ...): it parses them but has no
+//   XSLT context to run them in;
+// - deep nesting: it parses and runs expressions by recursion, one level per bracket, predicate,
+//   call argument and chained operator, and runs out of stack on a few thousand of them.
+// Such an expression is refused with the evaluator's own parse exception.
 #ifndef TRANSXPATHGUARD_H
 #define TRANSXPATHGUARD_H
 
+#include <cstddef>
 #include <string>
 
 namespace trans {
 
-// The name of the first XSLT function that the expression calls, or an empty text when it calls
-// none. String literals are skipped.
-std::u16string xsltFunctionCalled(char16_t const* expression);
+// Expressions whose nesting() is greater than this are refused. It keeps the evaluator within
+// about a megabyte of stack.
+constexpr std::size_t maxPathNesting = 1000;
 
-// Throws the evaluator's parse exception when the expression calls an XSLT function.
-void refuseXsltFunctions(char16_t const* expression);
+struct PathShape {
+    std::u16string xsltFunction; // the first XSLT function called, or empty
+    std::size_t nesting = 0;     // deepest bracket level plus the number of operators
+};
+
+// What the scan finds in the expression; string literals are skipped.
+PathShape pathShape(char16_t const* expression);
+
+// Throws the evaluator's parse exception for an expression it cannot run safely.
+void refuseUnsafePaths(char16_t const* expression);
 
 } // namespace trans
 

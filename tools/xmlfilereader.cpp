@@ -5,6 +5,8 @@
 #include <unicode/unistr.h>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
+#include <xercesc/framework/XMLValidator.hpp>
+#include <xercesc/internal/XMLScanner.hpp>
 #include <xercesc/parsers/XercesDOMParser.hpp>
 #include <xercesc/sax/EntityResolver.hpp>
 #include <xercesc/sax/ErrorHandler.hpp>
@@ -74,10 +76,43 @@ private:
     std::string refused_;
 };
 
+// A DOM parser that stops at the first element nested deeper than xmlNestingLimit.
+class NestingLimitedParser : public xercesc::XercesDOMParser {
+public:
+    explicit NestingLimitedParser(std::string name) : name_(std::move(name)) {}
+
+    void startElement(xercesc::XMLElementDecl const& declaration, unsigned int urlId,
+                      XMLCh const* prefix, xercesc::RefVectorOf<xercesc::XMLAttr> const& attributes,
+                      XMLSize_t count, bool isEmpty, bool isRoot) override {
+        if (depth_ == xmlNestingLimit) {
+            xercesc::Locator const* where = getScanner()->getLocator();
+            throw XmlFileError(name_ + ":" + std::to_string(where->getLineNumber()) + ":" +
+                               std::to_string(where->getColumnNumber()) +
+                               ": elements are nested deeper than " +
+                               std::to_string(xmlNestingLimit) + " levels");
+        }
+        if (! isEmpty) {
+            ++depth_;
+        }
+        XercesDOMParser::startElement(declaration, urlId, prefix, attributes, count, isEmpty,
+                                      isRoot);
+    }
+
+    void endElement(xercesc::XMLElementDecl const& declaration, unsigned int urlId, bool isRoot,
+                    XMLCh const* prefix) override {
+        --depth_;
+        XercesDOMParser::endElement(declaration, urlId, isRoot, prefix);
+    }
+
+private:
+    std::string name_;
+    unsigned depth_ = 0;
+};
+
 } // namespace
 
 XmlDocument readXmlText(std::string const& text, std::string const& name) {
-    xercesc::XercesDOMParser parser;
+    NestingLimitedParser parser(name);
     parser.setDoNamespaces(true);
     parser.setValidationScheme(xercesc::XercesDOMParser::Val_Never);
     parser.setDoSchema(false);

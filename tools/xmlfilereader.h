@@ -1,5 +1,6 @@
 // Reads an XML file into a Xerces document for querying: namespaces on, no validation, no DTD or
-// external entity loading, and a limit on entity expansion. The XML libraries must be initialised.
+// external entity loading, and limits on entity expansion and nesting. The XML libraries must be
+// initialised.
 #ifndef XMLFILEREADER_H
 #define XMLFILEREADER_H
 
@@ -22,6 +23,9 @@ using XmlDocument = std::unique_ptr<xercesc::DOMDocument, XmlDocumentReleaser>;
 
 // Expanding more entity references than this is refused (an expansion bomb).
 constexpr unsigned xmlEntityExpansionLimit = 10000;
+// Elements nested deeper than this are refused: the parser's cost grows with the square of the
+// depth, and the library writes no document deeper than this either.
+constexpr unsigned xmlNestingLimit = 4096;
 
 XmlDocument readXmlFile(std::string const& path);
 

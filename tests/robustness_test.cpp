@@ -1,0 +1,282 @@
+// Bad and extreme input: one test per row of the README's robustness table. Each shows that the
+// library neither crashes nor hands back a wrong answer as a good one.
+#include "testsupport.h"
+#include "transdomimpl.h"
+#include "transspace.h"
+#include "xmlfilereader.h"
+#include "xmlsupport.h"
+#include "zeltdatasource.h"
+
+#include <gtest/gtest.h>
+#include <malloc.h>
+#include <string>
+#include <vector>
+#include <xalanc/PlatformSupport/XSLException.hpp>
+#include <xercesc/dom/DOM.hpp>
+
+using testing_support::flags;
+using testing_support::mbcs;
+using testing_support::parseXml;
+using testing_support::take;
+
+namespace {
+
+class Robustness : public ::testing::Test {
+protected:
+    TransSpace space_;
+};
+
+std::u16string query(TransValue const& value, char16_t const* context, char16_t const* path,
+                     TransStatus& status) {
+    return take(value.asString(TransString(context), TransString(path), status));
+}
+
+// A data source of one numeric variable "v" labelled `label`.
+ZELT_DataSource labelled(std::string const& label) {
+    ZELT_DataSource ds;
+    ZELT_Variable variable("v");
+    variable.setLabel(label);
+    ds.addVariable(std::move(variable));
+    return ds;
+}
+
+// A document whose elements are nested `depth` levels deep, built without a parser.
+testing_support::OwnedDocument nested(std::size_t depth) {
+    auto document = parseXml("<a/>");
+    xercesc::DOMNode* element = document->getDocumentElement();
+    for (std::size_t level = 1; level < depth; ++level) {
+        element = element->appendChild(document->createElement(u"a"));
+    }
+    return document;
+}
+
+std::u16string repeated(char16_t const* unit, std::size_t times, char16_t const* tail = u"") {
+    std::u16string text;
+    for (std::size_t i = 0; i < times; ++i) {
+        text += unit;
+    }
+    return text + tail;
+}
+
+} // namespace
+
+TEST_F(Robustness, ControlCharactersBuildButFailTheWriters) {
+    TransValue const value(labelled("a\x01z"));
+    TransStatus status;
+    EXPECT_EQ(u"a\u0001z", query(value, u"/dictionary/variable", u"@label", status));
+    EXPECT_EQ("none", flags(status));
+    for (bool const utf16 : {false, true}) {
+        std::u16string const text =
+            utf16 ? take(value.asUTF16XML(status)) : take(TransValue(value).asMBCSXML(status));
+        EXPECT_TRUE(status.failure()) << utf16;
+        EXPECT_EQ(std::u16string::npos, text.find(u"</dictionary>")) << "not handed back whole";
+    }
+}
+
+TEST_F(Robustness, MalformedAndUnpairedTextIsReplacedNotTrusted) {
+    // Malformed UTF-8 (a cut sequence, a byte that never starts one, an encoded surrogate) becomes
+    // U+FFFD; the document stays writable.
+    TransValue const value(labelled("caf\xC3|\xFF|\xED\xA0\x80"));
+    TransStatus status;
+    std::u16string const label = query(value, u"/dictionary/variable", u"@label", status);
+    EXPECT_EQ(u"caf\uFFFD|\uFFFD|", label.substr(0, 7));
+    EXPECT_EQ(std::u16string::npos, label.find_first_of(u"\xC3\xFF"));
+    EXPECT_NE(std::u16string::npos, take(value.asUTF16XML(status)).find(u"</dictionary>"));
+    EXPECT_EQ("none", flags(status));
+
+    // An unpaired surrogate from a host's UTF-16 text is not carried into multibyte text.
+    for (char16_t const* text : {u"x\xD800y", u"x\xDC00y", u"\xD800"}) {
+        TransStatus s;
+        std::string const bytes = TransString(text).asMBCS(s);
+        EXPECT_EQ(std::string::npos, bytes.find("\xED")) << mbcs(TransString(text));
+        EXPECT_FALSE(bytes.empty());
+    }
+}
+
+TEST_F(Robustness, LongNamesAndLabelsRoundTrip) {
+    std::string const name(10000, 'n');
+    std::string const label(1 << 20, 'L');
+    ZELT_DataSource ds;
+    ZELT_Variable variable(name);
+    variable.setLabel(label);
+    variable.addValueLabel(1.0, label);
+    ds.addVariable(std::move(variable));
+    TransValue const value(ds);
+    TransStatus status;
+    std::u16string const context =
+        u"/dictionary/variable[@name='" + std::u16string(name.begin(), name.end()) + u"']";
+    EXPECT_EQ(std::u16string(label.begin(), label.end()),
+              query(value, context.c_str(), u"@label", status));
+    EXPECT_EQ(1048576.0,
+              value.asDouble(TransString(u"/dictionary"),
+                             TransString(u"string-length(valueLabelSet/valueLabel/@label)"),
+                             status));
+    EXPECT_GT(take(value.asUTF16XML(status)).size(), 2u * label.size());
+    EXPECT_EQ("none", flags(status));
+}
+
+TEST_F(Robustness, MultiMegabyteExtensionsAreWrittenWhole) {
+    std::vector<unsigned char> bytes(8 << 20);
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<unsigned char>(i * 7);
+    }
+    ZELT_DataSource ds;
+    ds.addExtension(3, 1, 4, bytes);
+    TransValue const value(ds);
+    TransStatus status;
+    EXPECT_EQ(16.0 * (1 << 20), value.asDouble(TransString(u"/dictionary/extension"),
+                                               TransString(u"string-length(@data)"), status));
+    std::u16string hex;
+    for (unsigned char const byte : bytes) {
+        hex += u"0123456789ABCDEF"[byte / 16];
+        hex += u"0123456789ABCDEF"[byte % 16];
+    }
+    EXPECT_TRUE(query(value, u"/dictionary/extension", u"@data", status) == hex);
+    EXPECT_EQ("none", flags(status));
+}
+
+TEST_F(Robustness, NoVariablesAtAll) {
+    TransValue const value{ZELT_DataSource()};
+    TransStatus status;
+    EXPECT_EQ(0.0, value.asDouble(TransString(u"/dictionary"), TransString(u"count(*)"), status));
+    EXPECT_EQ("none", flags(status));
+    EXPECT_EQ(u"", query(value, u"/dictionary/variable", u"@name", status));
+    EXPECT_EQ("F+W", flags(status));
+    EXPECT_NE(std::u16string::npos, take(value.asUTF16XML(status)).find(u"<dictionary"));
+}
+
+// Excluded from the valgrind run (scripts/valgrind.sh), where it would take minutes.
+TEST_F(Robustness, HundredThousandVariablesAtScale) {
+    int const count = 100000;
+    ZELT_DataSource ds;
+    ds.reserveVariables(count);
+    for (int i = 0; i < count; ++i) {
+        ZELT_Variable variable("v" + std::to_string(i));
+        variable.setLabel("label " + std::to_string(i));
+        if (i % 2 == 0) {
+            variable.addValueLabel(1.0, "yes");
+        }
+        ds.addVariable(std::move(variable));
+    }
+    TransValue const value(ds);
+    TransStatus status;
+    EXPECT_EQ(count,
+              value.asDouble(TransString(u"/dictionary"), TransString(u"count(variable)"), status));
+    EXPECT_EQ(u"label 54321",
+              query(value, u"/dictionary/variable[@name='v54321']", u"@label", status));
+    EXPECT_EQ(u"v99998", query(value, u"/dictionary/valueLabelSet[last()]",
+                               u"valueLabelVariable/@name", status));
+    EXPECT_EQ("none", flags(status));
+}
+
+TEST_F(Robustness, DeepDocumentsAreQueriedButNotWrittenPastTheLimit) {
+    std::size_t const limit = TransDOMImpl::maxWriteDepth;
+    TransValue const atLimit(nested(limit).get());
+    TransStatus status;
+    EXPECT_NE(std::u16string::npos, take(atLimit.asUTF16XML(status)).find(u"</a></a>"));
+    EXPECT_EQ("none", flags(status));
+
+    // Copying and querying do not recurse per level; only writing stops.
+    TransValue const deep(nested(100000).get());
+    TransValue const copy(deep);
+    EXPECT_EQ(100000.0, copy.asDouble(TransString(u"/a"),
+                                      TransString(u"count(descendant-or-self::a)"), status));
+    EXPECT_EQ("none", flags(status));
+    EXPECT_EQ(u"", take(copy.asUTF16XML(status)));
+    EXPECT_EQ("F+W", flags(status));
+    EXPECT_EQ(u"", take(TransValue(nested(limit + 1).get()).asMBCSXML(status)));
+    EXPECT_EQ("F+W", flags(status));
+}
+
+TEST_F(Robustness, XmlFilesAreReadWithinTheirLimits) {
+    auto nestedText = [](std::size_t depth) {
+        std::string text;
+        for (std::size_t i = 0; i < depth; ++i) {
+            text += "<a>";
+        }
+        for (std::size_t i = 0; i < depth; ++i) {
+            text += "</a>";
+        }
+        return text;
+    };
+    EXPECT_NE(readXmlText(nestedText(xmlNestingLimit), "deep.xml"), nullptr);
+    for (std::size_t depth : {xmlNestingLimit + 1, 1000000u}) {
+        try {
+            readXmlText(nestedText(depth), "deep.xml");
+            ADD_FAILURE() << depth << " levels were read";
+        } catch (XmlFileError const& error) {
+            EXPECT_EQ("deep.xml:1:12292: elements are nested deeper than 4096 levels",
+                      std::string(error.what()));
+        }
+    }
+    // Entity bombs and external entities: see Tool.RejectsBadXmlWithItsPosition.
+}
+
+TEST_F(Robustness, HugeNestedAndUnknownPathsFailCleanly) {
+    TransValue const value(parseXml("<a><a>1</a></a>").get());
+    TransString const root(u"/a");
+    struct Case {
+        std::u16string path;
+        char const* flags; // of the path's query; the same text as the context path throws
+    };
+    std::vector<Case> const refused{
+        {repeated(u"(", 100000, u"1") + repeated(u")", 100000), "F+W"},
+        {repeated(u"a[", 10000, u"1") + repeated(u"]", 10000), "F+W"},
+        {repeated(u"1+", 100000, u"1"), "F+W"},
+        {repeated(u"concat('x',", 5000, u"'y'") + repeated(u")", 5000), "F+W"},
+        {u"nosuchfunction(a)", "F+W"},
+        {u"p:f(a)", "F+W"},
+    };
+    for (Case const& c : refused) {
+        TransStatus status;
+        EXPECT_EQ(u"", query(value, u"/a", c.path.c_str(), status));
+        EXPECT_EQ(c.flags, flags(status)) << mbcs(TransString(c.path.substr(0, 40).c_str()));
+        EXPECT_THROW(value.asString(TransString(c.path.c_str()), root), xalanc::XSLException);
+    }
+    // Within the limit, and wide rather than deep: answered.
+    TransStatus status;
+    EXPECT_EQ(u"1",
+              query(value, u"/a", (repeated(u"(", 999, u"a/text()") + repeated(u")", 999)).c_str(),
+                    status));
+    EXPECT_EQ(u"1",
+              query(value, u"/a", (u"a/text()" + repeated(u"|a/text()", 100000)).c_str(), status));
+    EXPECT_EQ(1.0e6,
+              value.asDouble(
+                  root,
+                  TransString((u"string-length('" + std::u16string(1000000, u'x') + u"')").c_str()),
+                  status));
+    EXPECT_EQ("none", flags(status));
+}
+
+namespace {
+
+// Heap in use, from the C library's allocator; 0 where another allocator replaces it (the
+// sanitizers, valgrind).
+std::size_t heapInUse() {
+    return mallinfo2().uordblks;
+}
+
+} // namespace
+
+TEST_F(Robustness, ManyNewAndBadPathsKeepMemoryFlatAtScale) {
+    TransValue const value(parseXml("<a><b n='1'/><b n='2'/></a>").get());
+    TransString const root(u"/a");
+    auto round = [&](int first) {
+        for (int i = first; i < first + 5000; ++i) {
+            std::string const number = std::to_string(i);
+            std::u16string const n(number.begin(), number.end());
+            TransStatus status;
+            value.asDouble(root, TransString((u"count(b) + " + n).c_str()), status);
+            value.asDouble(root, TransString((u"b[" + n).c_str()), status); // does not compile
+        }
+    };
+    round(0); // fills the cache of compiled paths
+    std::size_t const before = heapInUse();
+    if (before == 0) {
+        GTEST_SKIP() << "the allocator in use does not report the heap";
+    }
+    round(5000);
+    round(10000);
+    // Before compiled paths owned their strings, 10,000 more paths held on to about 30 MB.
+    EXPECT_LT(heapInUse(), before + (1u << 20));
+}
