@@ -47,6 +47,9 @@ public:
     bool operator<(TransString const& other) const;
 
 private:
+    friend class TransStringImpl; // hands over text it already holds, without copying it
+    explicit TransString(std::unique_ptr<TransStringImpl> impl) noexcept;
+
     std::unique_ptr<TransStringImpl> impl_;
 };
 

@@ -5,6 +5,7 @@
 #include "transdictionaryimpl.h"
 #include "transdomreference.h"
 #include "transplaceholder.h"
+#include "transstringimpl.h"
 #include "transutil.h"
 #include "transxerces.h"
 #include "transxmlchararray.h"
@@ -12,6 +13,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -33,7 +36,7 @@
 #include <xalanc/XalanSourceTree/XalanSourceTreeText.hpp>
 #include <xalanc/XercesParserLiaison/XercesParserLiaison.hpp>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
+#include <xercesc/framework/XMLFormatter.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -280,6 +283,45 @@ private:
     xalanc::XPath path_{memory()};
 };
 
+// The serializer's output, kept in blocks that are never moved once written: growing the text
+// copies nothing, and the whole text is copied once, to where it stays.
+class BlockTarget : public xercesc::XMLFormatTarget {
+public:
+    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
+        while (count > 0) {
+            if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
+                // Each block as large as all before it: few blocks, little unused room.
+                blocks_.emplace_back();
+                blocks_.back().reserve(std::max<std::size_t>(minBlock, size_));
+            }
+            std::string& block = blocks_.back();
+            std::size_t const part = std::min<std::size_t>(count, block.capacity() - block.size());
+            block.append(reinterpret_cast<char const*>(bytes), part);
+            bytes += part;
+            count -= part;
+            size_ += part;
+        }
+    }
+
+    std::size_t size() const noexcept { return size_; }
+
+    // Copies the first `length` bytes written (at most size()) to `destination`.
+    void copyTo(void* destination, std::size_t length) const noexcept {
+        auto* out = static_cast<char*>(destination);
+        for (std::string const& block : blocks_) {
+            std::size_t const part = std::min(length, block.size());
+            std::memcpy(out, block.data(), part);
+            out += part;
+            length -= part;
+        }
+    }
+
+private:
+    static constexpr std::size_t minBlock = 1 << 16;
+    std::vector<std::string> blocks_;
+    std::size_t size_ = 0;
+};
+
 } // namespace
 
 struct TransDOMImpl::QueryState {
@@ -470,7 +512,7 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
     }
     output->setEncoding(encoding.c_str());
-    xercesc::MemBufFormatTarget target(1023, xercesc::XMLPlatformUtils::fgMemoryManager);
+    BlockTarget target;
     output->setByteStream(&target);
     try {
         serializer->write(xercesDocument_.get(), output.get());
@@ -479,16 +521,26 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         status.failure(true);
     }
 
-    XMLByte const* bytes = target.getRawBuffer();
-    std::size_t const length = target.getLen();
     TransString* result = nullptr;
     if (utf16) {
-        std::u16string text(length / 2, u'\0');
-        std::memcpy(text.data(), bytes, text.size() * sizeof(char16_t));
-        result = new TransString(text.c_str());
+        icu::UnicodeString text;
+        std::size_t const units = target.size() / sizeof(char16_t);
+        if (units > 0) {
+            if (units > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+                throw std::bad_alloc(); // beyond what a UTF-16 string can hold
+            }
+            char16_t* buffer = text.getBuffer(static_cast<int32_t>(units));
+            if (buffer == nullptr) {
+                throw std::bad_alloc();
+            }
+            target.copyTo(buffer, units * sizeof(char16_t));
+            text.releaseBuffer(static_cast<int32_t>(units));
+        }
+        result = TransStringImpl::adopt(std::move(text));
     } else {
-        // The buffer keeps a terminating zero behind the text: no copy is needed to read it.
-        result = new TransString(reinterpret_cast<char const*>(bytes));
+        std::string text(target.size(), '\0');
+        target.copyTo(text.data(), text.size());
+        result = TransStringImpl::adopt(std::move(text));
     }
     if (result->empty()) {
         status.warning(true);

@@ -9,6 +9,8 @@ TransString::TransString(char16_t const* text) : impl_(std::make_unique<TransStr
 
 TransString::TransString(char const* text) : impl_(std::make_unique<TransStringImpl>(text)) {}
 
+TransString::TransString(std::unique_ptr<TransStringImpl> impl) noexcept : impl_(std::move(impl)) {}
+
 TransString::TransString(TransString const& other)
     : impl_(std::make_unique<TransStringImpl>(*other.impl_)) {}
 

@@ -3,6 +3,8 @@
 #include "transutil.h"
 
 #include <clocale>
+#include <cstring>
+#include <memory>
 #include <unicode/locid.h>
 
 TransStringImpl::TransStringImpl(char16_t const* text) {
@@ -15,6 +17,23 @@ TransStringImpl::TransStringImpl(char const* text) {
     if (text != nullptr) {
         mbcs_.assign(text);
     }
+}
+
+TransString* TransStringImpl::adopt(icu::UnicodeString&& text) {
+    int32_t const end = text.indexOf(char16_t(0));
+    if (end >= 0) {
+        text.truncate(end);
+    }
+    auto impl = std::make_unique<TransStringImpl>();
+    impl->text_ = std::move(text);
+    return new TransString(std::move(impl));
+}
+
+TransString* TransStringImpl::adopt(std::string&& text) {
+    text.resize(std::strlen(text.c_str()));
+    auto impl = std::make_unique<TransStringImpl>();
+    impl->mbcs_ = std::move(text);
+    return new TransString(std::move(impl));
 }
 
 icu::UnicodeString const& TransStringImpl::mixedUTF16() const {

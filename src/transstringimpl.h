@@ -8,6 +8,7 @@
 #define TRANSSTRINGIMPL_H
 
 #include "transstatus.h"
+#include "transstring.h"
 
 #include <string>
 #include <unicode/unistr.h>
@@ -17,6 +18,11 @@ public:
     TransStringImpl() = default;
     explicit TransStringImpl(char16_t const* text);
     explicit TransStringImpl(char const* text);
+
+    // A new string that takes over the UTF-16 or multibyte text, up to its first NUL if it has
+    // one, as the copying constructors would read it.
+    static TransString* adopt(icu::UnicodeString&& text);
+    static TransString* adopt(std::string&& text);
 
     TransStringImpl& trim(TransStatus& status);
     char16_t const* asUTF16(TransStatus& status) const;
