@@ -322,6 +322,15 @@ private:
     std::size_t size_ = 0;
 };
 
+// The serializer's output appended to one string.
+struct StringTarget : xercesc::XMLFormatTarget {
+    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
+        text.append(reinterpret_cast<char const*>(bytes), count);
+    }
+
+    std::string text;
+};
+
 } // namespace
 
 struct TransDOMImpl::QueryState {
@@ -512,7 +521,13 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
     }
     output->setEncoding(encoding.c_str());
-    BlockTarget target;
+    // UTF-16 text is collected in blocks and copied once into the string's own form (it holds no
+    // NUL: the document's texts cannot); multibyte text is written straight into the string that
+    // the result takes over.
+    BlockTarget blocks;
+    StringTarget bytes;
+    xercesc::XMLFormatTarget& target =
+        utf16 ? static_cast<xercesc::XMLFormatTarget&>(blocks) : bytes;
     output->setByteStream(&target);
     try {
         serializer->write(xercesDocument_.get(), output.get());
@@ -524,7 +539,7 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
     TransString* result = nullptr;
     if (utf16) {
         icu::UnicodeString text;
-        std::size_t const units = target.size() / sizeof(char16_t);
+        std::size_t const units = blocks.size() / sizeof(char16_t);
         if (units > 0) {
             if (units > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
                 throw std::bad_alloc(); // beyond what a UTF-16 string can hold
@@ -533,14 +548,12 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
             if (buffer == nullptr) {
                 throw std::bad_alloc();
             }
-            target.copyTo(buffer, units * sizeof(char16_t));
+            blocks.copyTo(buffer, units * sizeof(char16_t));
             text.releaseBuffer(static_cast<int32_t>(units));
         }
         result = TransStringImpl::adopt(std::move(text));
     } else {
-        std::string text(target.size(), '\0');
-        target.copyTo(text.data(), text.size());
-        result = TransStringImpl::adopt(std::move(text));
+        result = TransStringImpl::adopt(std::move(bytes.text));
     }
     if (result->empty()) {
         status.warning(true);

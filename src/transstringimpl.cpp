@@ -20,10 +20,6 @@ TransStringImpl::TransStringImpl(char const* text) {
 }
 
 TransString* TransStringImpl::adopt(icu::UnicodeString&& text) {
-    int32_t const end = text.indexOf(char16_t(0));
-    if (end >= 0) {
-        text.truncate(end);
-    }
     auto impl = std::make_unique<TransStringImpl>();
     impl->text_ = std::move(text);
     return new TransString(std::move(impl));

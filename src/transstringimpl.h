@@ -19,9 +19,10 @@ public:
     explicit TransStringImpl(char16_t const* text);
     explicit TransStringImpl(char const* text);
 
-    // A new string that takes over the UTF-16 or multibyte text, up to its first NUL if it has
-    // one, as the copying constructors would read it.
+    // A new string that takes over UTF-16 text holding no NUL.
     static TransString* adopt(icu::UnicodeString&& text);
+    // A new string that takes over multibyte text, up to its first NUL if it has one, as the
+    // copying constructor would read it.
     static TransString* adopt(std::string&& text);
 
     TransStringImpl& trim(TransStatus& status);
