@@ -135,6 +135,7 @@ private:
     std::unique_ptr<xalanc::XPathEvaluator, EvaluatorDeleter> evaluator_;
     mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
     std::size_t depth_ = 0; // the deepest element's level; 1 for the document element alone
+    mutable std::size_t utf16Units_ = 0; // length of the UTF-16 text once written, 0 before
 };
 
 #endif // TRANSDOMIMPL_H

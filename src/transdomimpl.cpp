@@ -322,6 +322,53 @@ private:
     std::size_t size_ = 0;
 };
 
+// The serializer's UTF-16 output written straight into a string, which starts with room for the
+// expected number of code units and grows by doubling if it needs more.
+class UnicodeTarget : public xercesc::XMLFormatTarget {
+public:
+    explicit UnicodeTarget(std::size_t expectedUnits) : capacity_(expectedUnits) {}
+
+    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
+        if (buffer_ == nullptr || bytes_ + count > capacity_ * sizeof(char16_t)) {
+            std::size_t const needed = (bytes_ + count + 1) / sizeof(char16_t);
+            std::size_t const grown = buffer_ == nullptr ? capacity_ : 2 * capacity_;
+            if (buffer_ != nullptr) {
+                text_.releaseBuffer(static_cast<int32_t>(bytes_ / sizeof(char16_t)));
+            }
+            capacity_ = std::max(needed, grown);
+            buffer_ = text_.getBuffer(capacity(capacity_)); // keeps what was written
+            if (buffer_ == nullptr) {
+                throw std::bad_alloc();
+            }
+        }
+        std::memcpy(reinterpret_cast<char*>(buffer_) + bytes_, bytes, count);
+        bytes_ += count;
+    }
+
+    // The text written; the target is empty afterwards.
+    icu::UnicodeString release() {
+        if (buffer_ != nullptr) {
+            text_.releaseBuffer(static_cast<int32_t>(bytes_ / sizeof(char16_t)));
+            buffer_ = nullptr;
+        }
+        return std::move(text_);
+    }
+
+    // A capacity in code units as ICU takes it; more than a string can hold is out of memory.
+    static int32_t capacity(std::size_t units) {
+        if (units > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+            throw std::bad_alloc();
+        }
+        return static_cast<int32_t>(units);
+    }
+
+private:
+    icu::UnicodeString text_;
+    char16_t* buffer_ = nullptr;
+    std::size_t capacity_; // code units
+    std::size_t bytes_ = 0;
+};
+
 // The serializer's output appended to one string.
 struct StringTarget : xercesc::XMLFormatTarget {
     void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
@@ -479,6 +526,7 @@ void TransDOMImpl::swap(TransDOMImpl& other) noexcept {
     evaluator_.swap(other.evaluator_);
     queries_.swap(other.queries_);
     std::swap(depth_, other.depth_);
+    std::swap(utf16Units_, other.utf16Units_);
 }
 
 TransDOMImpl* TransDOMImpl::clone() const {
@@ -521,14 +569,18 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
     }
     output->setEncoding(encoding.c_str());
-    // UTF-16 text is collected in blocks and copied once into the string's own form (it holds no
-    // NUL: the document's texts cannot); multibyte text is written straight into the string that
-    // the result takes over.
+    // Multibyte text is written straight into the string that the result takes over. UTF-16
+    // text is collected in blocks and copied once into the string's own form the first time;
+    // its length is then known, and later writes go straight into a string of that size. (It
+    // holds no NUL: the document's texts cannot.)
     BlockTarget blocks;
+    UnicodeTarget unicode(utf16Units_);
     StringTarget bytes;
-    xercesc::XMLFormatTarget& target =
-        utf16 ? static_cast<xercesc::XMLFormatTarget&>(blocks) : bytes;
-    output->setByteStream(&target);
+    xercesc::XMLFormatTarget* target = &bytes;
+    if (utf16) {
+        target = utf16Units_ > 0 ? static_cast<xercesc::XMLFormatTarget*>(&unicode) : &blocks;
+    }
+    output->setByteStream(target);
     try {
         serializer->write(xercesDocument_.get(), output.get());
     } catch (...) {
@@ -537,23 +589,25 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
     }
 
     TransString* result = nullptr;
-    if (utf16) {
+    if (! utf16) {
+        result = TransStringImpl::adopt(std::move(bytes.text));
+    } else if (target == &unicode) {
+        result = TransStringImpl::adopt(unicode.release());
+    } else {
         icu::UnicodeString text;
         std::size_t const units = blocks.size() / sizeof(char16_t);
         if (units > 0) {
-            if (units > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
-                throw std::bad_alloc(); // beyond what a UTF-16 string can hold
-            }
-            char16_t* buffer = text.getBuffer(static_cast<int32_t>(units));
+            char16_t* buffer = text.getBuffer(UnicodeTarget::capacity(units));
             if (buffer == nullptr) {
                 throw std::bad_alloc();
             }
             blocks.copyTo(buffer, units * sizeof(char16_t));
             text.releaseBuffer(static_cast<int32_t>(units));
         }
+        if (! status.failure()) {
+            utf16Units_ = units; // the document never changes: later texts have this length
+        }
         result = TransStringImpl::adopt(std::move(text));
-    } else {
-        result = TransStringImpl::adopt(std::move(bytes.text));
     }
     if (result->empty()) {
         status.warning(true);

@@ -102,6 +102,14 @@ TEST_F(Document, UTF16TextHasNoByteOrderMark) {
     TransValue const value(source.get());
     std::u16string const text = take(value.asUTF16XML());
     EXPECT_EQ(utf16Declaration + u"<root>\u20AC</root>", text);
+    // Later writes, which know the length from the first, give the same text.
+    EXPECT_EQ(text, take(value.asUTF16XML()));
+    EXPECT_EQ(text, take(value.asUTF16XML()));
+    std::string big(200000, 'x');
+    TransValue const large(parseXml("<root>" + big + "</root>").get());
+    std::u16string const first = take(large.asUTF16XML());
+    EXPECT_EQ(first, take(large.asUTF16XML()));
+    EXPECT_EQ(first.size(), utf16Declaration.size() + 13 + big.size());
 }
 
 TEST_F(Document, MultibyteTextFollowsTheCodePage) {
