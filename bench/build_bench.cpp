@@ -27,7 +27,6 @@
 #include <optional>
 #include <string>
 #include <xercesc/dom/DOM.hpp>
-#include <xercesc/framework/MemBufFormatTarget.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 #include <xercesc/util/XMLUni.hpp>
 
@@ -120,40 +119,13 @@ std::u16string widen(std::string const& text) {
     return std::u16string(text.begin(), text.end());
 }
 
-// A DOMLSSerializer write as the library's value makes it; returns the bytes through `bytes` when
-// asked, and the byte count.
-std::size_t directWrite(xercesc::DOMDocument const* document, char16_t const* encoding,
-                        std::string* bytes = nullptr) {
-    xercesc::DOMImplementation* implementation =
-        xercesc::DOMImplementationRegistry::getDOMImplementation(TransXMLChArray::LS_s);
-    xercesc::DOMLSSerializer* serializer =
-        implementation->createLSSerializer(xercesc::XMLPlatformUtils::fgMemoryManager);
-    xercesc::DOMLSOutput* output =
-        implementation->createLSOutput(xercesc::XMLPlatformUtils::fgMemoryManager);
-    xercesc::DOMConfiguration* configuration = serializer->getDomConfig();
-    if (configuration->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false)) {
-        configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
-    }
-    output->setEncoding(encoding);
-    xercesc::MemBufFormatTarget target(1023, xercesc::XMLPlatformUtils::fgMemoryManager);
-    output->setByteStream(&target);
-    serializer->write(document, output);
-    std::size_t const length = target.getLen();
-    if (bytes != nullptr) {
-        bytes->assign(reinterpret_cast<char const*>(target.getRawBuffer()), length);
-    }
-    output->release();
-    serializer->release();
-    return length;
-}
-
 void checkWrites(int n) {
     TransValue const& value = fixtures->value(n);
     xercesc::DOMDocument const* document = fixtures->document(n);
     std::u16string const codePage = widen(TransUtil::codepage());
 
     std::string direct;
-    directWrite(document, codePage.c_str(), &direct);
+    transbench::serialize(document, codePage.c_str(), &direct);
     TransStatus status;
     TransString* text = value.asMBCSXML(status);
     if (status.failure()) {
@@ -162,7 +134,7 @@ void checkWrites(int n) {
     requireSame("asMBCSXML and the direct write", direct, text->asMBCS());
     TransValue::releaseString(text);
 
-    directWrite(document, TransXMLChArray::UTF16_s, &direct);
+    transbench::serialize(document, TransXMLChArray::UTF16_s, &direct);
     text = value.asUTF16XML(status);
     if (status.failure()) {
         fail("check failed: asUTF16XML failed");
@@ -260,7 +232,7 @@ void directWriteXML(benchmark::State& state, int n, std::string const& name, boo
     std::u16string const encoding = utf16 ? TransXMLChArray::UTF16_s : widen(TransUtil::codepage());
     timingStarts(name);
     for (auto _ : state) {
-        benchmark::DoNotOptimize(directWrite(document, encoding.c_str()));
+        benchmark::DoNotOptimize(transbench::serialize(document, encoding.c_str()));
     }
 }
 

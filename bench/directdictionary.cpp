@@ -437,7 +437,7 @@ xercesc::DOMDocument* buildDirectDictionary(ZELT_DataSource const& ds) {
     return document;
 }
 
-std::u16string serializeUTF16(xercesc::DOMNode const* node) {
+std::size_t serialize(xercesc::DOMNode const* node, char16_t const* encoding, std::string* bytes) {
     xercesc::DOMImplementation* implementation =
         xercesc::DOMImplementationRegistry::getDOMImplementation(X::LS_s);
     xercesc::DOMLSSerializer* serializer =
@@ -448,14 +448,24 @@ std::u16string serializeUTF16(xercesc::DOMNode const* node) {
     if (configuration->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false)) {
         configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
     }
-    output->setEncoding(X::UTF16_s);
+    output->setEncoding(encoding);
     xercesc::MemBufFormatTarget target(1023, xercesc::XMLPlatformUtils::fgMemoryManager);
     output->setByteStream(&target);
     serializer->write(node, output);
-    std::u16string text(target.getLen() / 2, u'\0');
-    std::memcpy(text.data(), target.getRawBuffer(), text.size() * sizeof(char16_t));
+    std::size_t const length = target.getLen();
+    if (bytes != nullptr) {
+        bytes->assign(reinterpret_cast<char const*>(target.getRawBuffer()), length);
+    }
     output->release();
     serializer->release();
+    return length;
+}
+
+std::u16string serializeUTF16(xercesc::DOMNode const* node) {
+    std::string bytes;
+    serialize(node, X::UTF16_s, &bytes);
+    std::u16string text(bytes.size() / 2, u'\0');
+    std::memcpy(text.data(), bytes.data(), text.size() * sizeof(char16_t));
     return text;
 }
 

@@ -10,6 +10,7 @@
 #ifndef TRANSSPACE_BENCH_DIRECTDICTIONARY_H
 #define TRANSSPACE_BENCH_DIRECTDICTIONARY_H
 
+#include <cstddef>
 #include <string>
 #include <xercesc/util/XercesDefs.hpp>
 
@@ -26,8 +27,12 @@ namespace transbench {
 // initialised (a live TransSpace).
 xercesc::DOMDocument* buildDirectDictionary(ZELT_DataSource const& ds);
 
-// The node (a document or an element) serialized to UTF-16 by a DOMLSSerializer with the
-// settings the library uses (no pretty printing).
+// A DOMLSSerializer write of the node (a document or an element), set up as the library sets it
+// up (no pretty printing), in `encoding`; the bytes go to `bytes` when it is given. Returns the
+// byte count.
+std::size_t serialize(xercesc::DOMNode const* node, char16_t const* encoding,
+                      std::string* bytes = nullptr);
+// The same write in UTF-16.
 std::u16string serializeUTF16(xercesc::DOMNode const* node);
 
 } // namespace transbench

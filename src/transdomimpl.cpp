@@ -283,45 +283,6 @@ private:
     xalanc::XPath path_{memory()};
 };
 
-// The serializer's output, kept in blocks that are never moved once written: growing the text
-// copies nothing, and the whole text is copied once, to where it stays.
-class BlockTarget : public xercesc::XMLFormatTarget {
-public:
-    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
-        while (count > 0) {
-            if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
-                // Each block as large as all before it: few blocks, little unused room.
-                blocks_.emplace_back();
-                blocks_.back().reserve(std::max<std::size_t>(minBlock, size_));
-            }
-            std::string& block = blocks_.back();
-            std::size_t const part = std::min<std::size_t>(count, block.capacity() - block.size());
-            block.append(reinterpret_cast<char const*>(bytes), part);
-            bytes += part;
-            count -= part;
-            size_ += part;
-        }
-    }
-
-    std::size_t size() const noexcept { return size_; }
-
-    // Copies the first `length` bytes written (at most size()) to `destination`.
-    void copyTo(void* destination, std::size_t length) const noexcept {
-        auto* out = static_cast<char*>(destination);
-        for (std::string const& block : blocks_) {
-            std::size_t const part = std::min(length, block.size());
-            std::memcpy(out, block.data(), part);
-            out += part;
-            length -= part;
-        }
-    }
-
-private:
-    static constexpr std::size_t minBlock = 1 << 16;
-    std::vector<std::string> blocks_;
-    std::size_t size_ = 0;
-};
-
 // The serializer's UTF-16 output written straight into a string, which starts with room for the
 // expected number of code units and grows by doubling if it needs more.
 class UnicodeTarget : public xercesc::XMLFormatTarget {
@@ -329,6 +290,9 @@ public:
     explicit UnicodeTarget(std::size_t expectedUnits) : capacity_(expectedUnits) {}
 
     void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
+        if (count == 0) {
+            return;
+        }
         if (buffer_ == nullptr || bytes_ + count > capacity_ * sizeof(char16_t)) {
             std::size_t const needed = (bytes_ + count + 1) / sizeof(char16_t);
             std::size_t const grown = buffer_ == nullptr ? capacity_ : 2 * capacity_;
@@ -570,15 +534,14 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
     }
     output->setEncoding(encoding.c_str());
     // Multibyte text is written straight into the string that the result takes over. UTF-16
-    // text is collected in blocks and copied once into the string's own form the first time;
-    // its length is then known, and later writes go straight into a string of that size. (It
-    // holds no NUL: the document's texts cannot.)
-    BlockTarget blocks;
+    // text is written into bytes and copied once into the string's own form the first time; its
+    // length is then known, and later writes go straight into a string of that size. (It holds
+    // no NUL: the document's texts cannot.)
     UnicodeTarget unicode(utf16Units_);
     StringTarget bytes;
     xercesc::XMLFormatTarget* target = &bytes;
-    if (utf16) {
-        target = utf16Units_ > 0 ? static_cast<xercesc::XMLFormatTarget*>(&unicode) : &blocks;
+    if (utf16 && utf16Units_ > 0) {
+        target = &unicode;
     }
     output->setByteStream(target);
     try {
@@ -594,20 +557,13 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
     } else if (target == &unicode) {
         result = TransStringImpl::adopt(unicode.release());
     } else {
-        icu::UnicodeString text;
-        std::size_t const units = blocks.size() / sizeof(char16_t);
-        if (units > 0) {
-            char16_t* buffer = text.getBuffer(UnicodeTarget::capacity(units));
-            if (buffer == nullptr) {
-                throw std::bad_alloc();
-            }
-            blocks.copyTo(buffer, units * sizeof(char16_t));
-            text.releaseBuffer(static_cast<int32_t>(units));
-        }
+        UnicodeTarget text(bytes.text.size() / sizeof(char16_t));
+        text.writeChars(reinterpret_cast<XMLByte const*>(bytes.text.data()), bytes.text.size(),
+                        nullptr);
         if (! status.failure()) {
-            utf16Units_ = units; // the document never changes: later texts have this length
+            utf16Units_ = bytes.text.size() / sizeof(char16_t); // the same for every later write
         }
-        result = TransStringImpl::adopt(std::move(text));
+        result = TransStringImpl::adopt(text.release());
     }
     if (result->empty()) {
         status.warning(true);
