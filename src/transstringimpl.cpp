@@ -19,6 +19,20 @@ TransStringImpl::TransStringImpl(char const* text) {
     }
 }
 
+namespace {
+
+// A copy of the text in a buffer of its own, never shared with the source.
+icu::UnicodeString unshared(icu::UnicodeString const& text) {
+    return icu::UnicodeString(text.getBuffer(), text.length());
+}
+
+} // namespace
+
+TransStringImpl::TransStringImpl(TransStringImpl const& other)
+    : upper_(unshared(other.upper_)), text_(unshared(other.text_)), mbcs_(other.mbcs_) {
+    text_.getTerminatedBuffer(); // terminated now: asUTF16 never has to move it
+}
+
 TransString* TransStringImpl::adopt(icu::UnicodeString&& text) {
     auto impl = std::make_unique<TransStringImpl>();
     impl->text_ = std::move(text);
@@ -49,7 +63,7 @@ std::string const& TransStringImpl::mixedMBCS() const {
 
 icu::UnicodeString const& TransStringImpl::upperUTF16() const {
     if (upper_.isEmpty() && ! empty()) {
-        upper_ = mixedUTF16();
+        upper_ = unshared(mixedUTF16());
         char const* name = std::setlocale(LC_CTYPE, nullptr);
         upper_.toUpper(icu::Locale::createCanonical(name != nullptr ? name : "C"));
     }

@@ -18,6 +18,11 @@ public:
     TransStringImpl() = default;
     explicit TransStringImpl(char16_t const* text);
     explicit TransStringImpl(char const* text);
+    // Copies every member into buffers of the copy's own: an ICU string copied by assignment
+    // shares its buffer, and the next getTerminatedBuffer() of the original would then move the
+    // original's text and leave the pointers that asUTF16 handed out dangling.
+    TransStringImpl(TransStringImpl const& other);
+    TransStringImpl& operator=(TransStringImpl const&) = delete;
 
     // A new string that takes over UTF-16 text holding no NUL.
     static TransString* adopt(icu::UnicodeString&& text);

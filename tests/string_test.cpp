@@ -1,9 +1,13 @@
 #include "testsupport.h"
 #include "transstring.h"
 #include "transutil.h"
+#include "transvalue.h"
 
 #include <clocale>
 #include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
 
 using testing_support::dirtyStatus;
 using testing_support::flags;
@@ -108,6 +112,52 @@ TEST(String, CopiesAreIndependentAndSwapExchangesTexts) {
     original.swap(other);
     EXPECT_EQ(utf16(original), u"two");
     EXPECT_EQ(utf16(other), u"one");
+}
+
+// Texts longer than ICU's inline buffer are shared between copies; a pointer handed out before
+// the copies must stay where it was, whatever is done to the copies and however the text was made.
+TEST(String, PointersStayValidWhileCopiesComeAndGo) {
+    std::u16string const text = u"a handle name that is longer than twenty-seven code units";
+    std::string const bytes(text.begin(), text.end());
+    using Use = void (*)(TransString const&);
+    // Each use asks the string for its text again while the copies are alive.
+    std::pair<char const*, Use> const uses[] = {
+        {"copies in a container",
+         [](TransString const& s) {
+             std::vector<TransString> const copies(3, s);
+             s.asUTF16();
+         }},
+        {"a text value",
+         [](TransString const& s) {
+             TransValue const value(s);
+             s.asUTF16();
+         }},
+        {"a comparison",
+         [](TransString const& s) {
+             (void)(s < TransString(u"other"));
+             s.asUTF16();
+         }},
+        {"a copy compared",
+         [](TransString const& s) {
+             TransString const copy(s);
+             (void)(copy < s);
+             s.asUTF16();
+         }},
+    };
+    for (auto const& [use, run] : uses) {
+        for (bool const fromBytes : {false, true}) {
+            SCOPED_TRACE(std::string(use) + (fromBytes ? ", from bytes" : ", from UTF-16"));
+            TransString const name =
+                fromBytes ? TransString(bytes.c_str()) : TransString(text.c_str());
+            char16_t const* utf16Text = name.asUTF16();
+            char const* mbcsText = name.asMBCS();
+            run(name);
+            EXPECT_EQ(name.asUTF16(), utf16Text);
+            EXPECT_EQ(name.asMBCS(), mbcsText);
+            EXPECT_EQ(utf16(utf16Text), text); // read through the old pointer (ASan, valgrind)
+            EXPECT_EQ(std::string(mbcsText), bytes);
+        }
+    }
 }
 
 TEST(String, OrderIgnoresLetterCase) {
