@@ -7,6 +7,10 @@
 
 namespace trans {
 
+// Whether number formatters are kept between calls: true while a space is alive. false releases
+// the formatters that every thread kept, so that no ICU object outlives the XML libraries.
+void keepFormatters(bool keep);
+
 // The locale named by the process's current LC_NUMERIC setting, read afresh.
 icu::Locale processNumericLocale();
 

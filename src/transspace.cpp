@@ -1,6 +1,7 @@
 #include "transspace.h"
 
 #include "transassert.h"
+#include "transnumbers.h"
 #include "transspacedata.h"
 
 #include <cstring>
@@ -47,6 +48,7 @@ TransSpace::Data::XPathEvaluatorInit::XPathEvaluatorInit() {
     std::lock_guard<std::mutex> lock(users.mutex);
     if (users.count == 0) {
         xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
+        trans::keepFormatters(true);
     }
     ++users.count;
 }
@@ -55,6 +57,7 @@ TransSpace::Data::XPathEvaluatorInit::~XPathEvaluatorInit() {
     EvaluatorUsers& users = evaluatorUsers();
     std::lock_guard<std::mutex> lock(users.mutex);
     if (--users.count == 0) {
+        trans::keepFormatters(false);
         try {
             xalanc::XPathEvaluator::terminate();
         } catch (...) {

@@ -1,13 +1,18 @@
 #include "testsupport.h"
 #include "transdoubleimpl.h"
 #include "transintegerimpl.h"
+#include "transspace.h"
 #include "transutil.h"
 #include "transvalue.h"
 
 #include <clocale>
 #include <cstdint>
+#include <cstdlib>
+#include <future>
 #include <gtest/gtest.h>
 #include <limits>
+#include <thread>
+#include <unicode/uclean.h>
 
 using testing_support::flags;
 using testing_support::mbcs;
@@ -126,4 +131,48 @@ TEST(Number, TextValueParsesWithTheLocaleOfTheCall) {
     }
     ScopedLocale locale(LC_NUMERIC, english);
     EXPECT_NE(value.asDouble(), 12.5);
+}
+
+// Formatters are kept while a space is alive and released with the last one, on every thread: a
+// host may then call u_cleanup(), and conversions work afterwards, with or without a new space.
+TEST(NumberDeathTest, ConversionsWorkAfterTheHostCleansUpTheUnicodeLibrary) {
+    auto converts = [] {
+        TransStatus status;
+        return take(TransDoubleImpl(2.5).asString(status)) == u"2,5" &&
+               take(TransIntegerImpl(-7).asString(status)) == u"-7" &&
+               TransUtil::UTF16toDouble(icu::UnicodeString(u"12,5")) == 12.5;
+    };
+    EXPECT_EXIT(
+        {
+            ScopedLocale locale(LC_NUMERIC, german);
+            // The other thread formats while the space is alive, waits while the host cleans up,
+            // and formats again afterwards.
+            std::promise<void> cleanedUp;
+            std::future<bool> otherConverted;
+            std::thread other;
+            bool ok = true;
+            bool otherOk = false;
+            {
+                TransSpace space;
+                std::promise<bool> formatted;
+                otherConverted = formatted.get_future();
+                other = std::thread([&, formatted = std::move(formatted)]() mutable {
+                    bool const before = converts();
+                    formatted.set_value(before);
+                    cleanedUp.get_future().wait();
+                    otherOk = converts() && before;
+                });
+                ok = converts() && otherConverted.get();
+            }
+            u_cleanup();
+            cleanedUp.set_value();
+            other.join();
+            ok = converts() && otherOk && ok;
+            {
+                TransSpace space;
+                ok = converts() && converts() && ok;
+            }
+            std::exit(ok ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
