@@ -38,9 +38,12 @@ class DOMDocument;
 namespace XALAN_CPP_NAMESPACE {
 class XalanDocument;
 class XercesParserLiaison;
-class XPathEvaluator;
 class XObjectPtr;
 } // namespace XALAN_CPP_NAMESPACE
+
+namespace trans {
+class PathEvaluator;
+}
 
 class ZELT_DataSource;
 
@@ -95,7 +98,7 @@ private:
         void operator()(xalanc::XercesParserLiaison* liaison) const noexcept;
     };
     struct EvaluatorDeleter {
-        void operator()(xalanc::XPathEvaluator* evaluator) const noexcept;
+        void operator()(trans::PathEvaluator* evaluator) const noexcept;
     };
     // What queries reuse: the document as a Xalan source tree, its namespace declarations and
     // compiled paths. The document never changes, so these are made once.
@@ -132,7 +135,7 @@ private:
     std::unique_ptr<xercesc::DOMDocument, DocumentReleaser> xercesDocument_;
     std::unique_ptr<xalanc::XercesParserLiaison, LiaisonDeleter> parserLiaison_;
     mutable xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
-    std::unique_ptr<xalanc::XPathEvaluator, EvaluatorDeleter> evaluator_;
+    std::unique_ptr<trans::PathEvaluator, EvaluatorDeleter> evaluator_;
     mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
     std::size_t depth_ = 0; // the deepest element's level; 1 for the document element alone
     mutable std::size_t utf16Units_ = 0; // length of the UTF-16 text once written, 0 before

@@ -1,10 +1,11 @@
 #include "transdomimpl.h"
 
 #include "transassert.h"
-#include "transcontextindex.h"
 #include "transdictionaryimpl.h"
 #include "transdomreference.h"
 #include "transplaceholder.h"
+#include "transquerystate.h"
+#include "transsourcetree.h"
 #include "transstringimpl.h"
 #include "transutil.h"
 #include "transxerces.h"
@@ -19,21 +20,10 @@
 #include <string_view>
 #include <unordered_map>
 #include <vector>
-#include <xalanc/DOMSupport/XalanDocumentPrefixResolver.hpp>
-#include <xalanc/PlatformSupport/AttributesImpl.hpp>
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XObject.hpp>
-#include <xalanc/XPath/XPathConstructionContextDefault.hpp>
-#include <xalanc/XPath/XPathEvaluator.hpp>
-#include <xalanc/XPath/XPathExecutionContextDefault.hpp>
-#include <xalanc/XPath/XPathProcessorImpl.hpp>
 #include <xalanc/XalanDOM/XalanDocument.hpp>
-#include <xalanc/XalanSourceTree/XalanSourceTreeComment.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeDOMSupport.hpp>
-#include <xalanc/XalanSourceTree/XalanSourceTreeDocument.hpp>
-#include <xalanc/XalanSourceTree/XalanSourceTreeElement.hpp>
-#include <xalanc/XalanSourceTree/XalanSourceTreeProcessingInstruction.hpp>
-#include <xalanc/XalanSourceTree/XalanSourceTreeText.hpp>
 #include <xalanc/XercesParserLiaison/XercesParserLiaison.hpp>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
@@ -48,182 +38,6 @@ using xalanc::XObjectPtr;
 // Query state
 
 namespace {
-
-struct SourceTreeDestroyer {
-    void operator()(xalanc::XalanSourceTreeDocument* document) const noexcept {
-        xalanc::XalanDestroy(XalanMemMgrs::getDefaultXercesMemMgr(), document);
-    }
-};
-using SourceTree = std::unique_ptr<xalanc::XalanSourceTreeDocument, SourceTreeDestroyer>;
-
-XMLCh const* orEmpty(XMLCh const* text) noexcept {
-    return text != nullptr ? text : u"";
-}
-
-bool hasColon(XMLCh const* name) noexcept {
-    return std::u16string_view(orEmpty(name)).find(u':') != std::u16string_view::npos;
-}
-
-// Appends a new source-tree node behind the last child of its parent (or as the first child),
-// without walking the siblings.
-class TreeLinker {
-public:
-    explicit TreeLinker(xalanc::XalanSourceTreeDocument& tree) : tree_(tree) {}
-
-    // The node that new nodes are created in, and its last child so far.
-    struct Level {
-        xalanc::XalanSourceTreeElement* element; // null: the document
-        xalanc::XalanNode* lastChild;
-    };
-
-    template <typename Node>
-    void append(Level& level, Node* node) {
-        if (level.lastChild == nullptr) {
-            appendFirst(level.element, node);
-        } else {
-            switch (level.lastChild->getNodeType()) {
-            case xalanc::XalanNode::ELEMENT_NODE:
-                static_cast<xalanc::XalanSourceTreeElement*>(level.lastChild)
-                    ->appendSiblingNode(node);
-                break;
-            case xalanc::XalanNode::TEXT_NODE:
-                static_cast<xalanc::XalanSourceTreeText*>(level.lastChild)->appendSiblingNode(node);
-                break;
-            case xalanc::XalanNode::COMMENT_NODE:
-                static_cast<xalanc::XalanSourceTreeComment*>(level.lastChild)
-                    ->appendSiblingNode(node);
-                break;
-            default:
-                static_cast<xalanc::XalanSourceTreeProcessingInstruction*>(level.lastChild)
-                    ->appendSiblingNode(node);
-                break;
-            }
-        }
-        level.lastChild = node;
-    }
-
-private:
-    template <typename Node>
-    void appendFirst(xalanc::XalanSourceTreeElement* parent, Node* node) {
-        if (parent != nullptr) {
-            parent->appendChildNode(node);
-        } else {
-            tree_.appendChildNode(node);
-        }
-    }
-    void appendFirst(xalanc::XalanSourceTreeElement* parent, xalanc::XalanSourceTreeText* node) {
-        parent->appendChildNode(node); // text is never a child of the document
-    }
-
-    xalanc::XalanSourceTreeDocument& tree_;
-};
-
-// Copies the document's nodes, in document order, into a source tree: each DOM node becomes one
-// node of the same kind, as it is one node in the bridged view, and the document element gets no
-// namespace node of its own for the xml prefix (the bridged view has none). Returns false for a
-// document that the source tree could not mirror node for node; queries on such a document run on
-// the bridged view. That is: CDATA sections (a node kind of their own there, which text() does
-// not select), entity references, empty text nodes, and nodes created without namespace support
-// whose names carry a prefix.
-bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocument& tree) {
-    xalanc::MemoryManager& memory = XalanMemMgrs::getDefaultXercesMemMgr();
-    xalanc::AttributesImpl attributes(memory);
-    TreeLinker linker(tree);
-
-    struct Open {
-        xercesc::DOMNode const* next; // the DOM child to copy next
-        TreeLinker::Level level;
-    };
-    std::vector<Open> open{{document.getFirstChild(), {nullptr, nullptr}}};
-    while (! open.empty()) {
-        xercesc::DOMNode const* node = open.back().next;
-        if (node == nullptr) {
-            open.pop_back();
-            continue;
-        }
-        open.back().next = node->getNextSibling();
-        TreeLinker::Level& level = open.back().level;
-        xalanc::XalanNode* parent = level.element != nullptr
-                                        ? static_cast<xalanc::XalanNode*>(level.element)
-                                        : static_cast<xalanc::XalanNode*>(&tree);
-        switch (node->getNodeType()) {
-        case xercesc::DOMNode::ELEMENT_NODE: {
-            XMLCh const* local = node->getLocalName();
-            XMLCh const* uri = node->getNamespaceURI();
-            if (local == nullptr && hasColon(node->getNodeName())) {
-                return false;
-            }
-            attributes.clear();
-            xercesc::DOMNamedNodeMap const* map = node->getAttributes();
-            for (XMLSize_t i = 0; map != nullptr && i < map->getLength(); ++i) {
-                xercesc::DOMNode const* attribute = map->item(i);
-                XMLCh const* attributeLocal = attribute->getLocalName();
-                attributes.addAttribute(
-                    orEmpty(attribute->getNamespaceURI()),
-                    attributeLocal != nullptr ? attributeLocal : attribute->getNodeName(),
-                    attribute->getNodeName(), u"CDATA", orEmpty(attribute->getNodeValue()));
-            }
-            xalanc::XalanSourceTreeElement* element =
-                uri != nullptr && *uri != 0
-                    ? tree.createElementNode(uri, local, node->getNodeName(), attributes, parent,
-                                             level.lastChild, nullptr, false)
-                    : tree.createElementNode(node->getNodeName(), attributes, parent,
-                                             level.lastChild, nullptr, false);
-            linker.append(level, element);
-            open.push_back({node->getFirstChild(), {element, nullptr}});
-            break;
-        }
-        case xercesc::DOMNode::TEXT_NODE: {
-            XMLCh const* text = orEmpty(node->getNodeValue());
-            auto const length = static_cast<xalanc::XalanDOMString::size_type>(
-                std::char_traits<char16_t>::length(text));
-            if (length == 0 || level.element == nullptr) {
-                return false;
-            }
-            linker.append(level,
-                          tree.createTextNode(text, length, parent, level.lastChild, nullptr));
-            break;
-        }
-        case xercesc::DOMNode::COMMENT_NODE: {
-            XMLCh const* text = orEmpty(node->getNodeValue());
-            auto const length = static_cast<xalanc::XalanDOMString::size_type>(
-                std::char_traits<char16_t>::length(text));
-            linker.append(level,
-                          tree.createCommentNode(text, length, parent, level.lastChild, nullptr));
-            break;
-        }
-        case xercesc::DOMNode::PROCESSING_INSTRUCTION_NODE:
-            linker.append(level, tree.createProcessingInstructionNode(
-                                     node->getNodeName(), orEmpty(node->getNodeValue()), parent,
-                                     level.lastChild, nullptr));
-            break;
-        case xercesc::DOMNode::DOCUMENT_TYPE_NODE:
-            break; // not part of the XPath data model
-        default:
-            return false;
-        }
-    }
-    return true;
-}
-
-// Buckets for the source tree's pool of attribute values and texts. The pool's hash table does not
-// grow, so a table of the default size makes adding a large document's values quadratic.
-std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
-    std::size_t values = 0;
-    std::vector<xercesc::DOMNode const*> pending{&document};
-    while (! pending.empty()) {
-        xercesc::DOMNode const* node = pending.back();
-        pending.pop_back();
-        xercesc::DOMNamedNodeMap const* attributes = node->getAttributes();
-        values += 1 + (attributes != nullptr ? attributes->getLength() : 0);
-        for (xercesc::DOMNode const* child = node->getFirstChild(); child != nullptr;
-             child = child->getNextSibling()) {
-            pending.push_back(child);
-        }
-    }
-    return std::max<std::size_t>(
-        xalanc::XalanSourceTreeDocument::eDefaultValuesStringPoolBucketCount, (values / 4) | 1);
-}
 
 // A deep import of the element's tree into the document, level by level: the document's own deep
 // import recurses once per level and runs out of stack on deeply nested documents. Every node is
@@ -255,33 +69,6 @@ xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode co
     }
     return copy;
 }
-
-// A path compiled as the evaluator's own compilation does it, with the construction context that
-// pools its strings. The evaluator's compilation keeps, until the evaluator is destroyed, the
-// half-made object of a path that fails and the strings of every path it ever compiled, so a value
-// queried again and again with new paths would grow without bound; here a path that fails to
-// compile leaves nothing behind, and a path's strings go with it.
-class CompiledPath {
-public:
-    // Throws what parsing throws.
-    CompiledPath(char16_t const* expression, xalanc::PrefixResolver const& resolver) {
-        xalanc::XPathProcessorImpl processor(memory());
-        processor.initXPath(path_, construction_, xalanc::XalanDOMString(expression, memory()),
-                            resolver);
-    }
-    CompiledPath(CompiledPath const&) = delete;
-    CompiledPath& operator=(CompiledPath const&) = delete;
-
-    xalanc::XPath const& path() const noexcept { return path_; }
-
-private:
-    static xalanc::MemoryManager& memory() noexcept {
-        return XalanMemMgrs::getDefaultXercesMemMgr();
-    }
-
-    xalanc::XPathConstructionContextDefault construction_{memory()};
-    xalanc::XPath path_{memory()};
-};
 
 // The serializer's UTF-16 output written straight into a string, which starts with room for the
 // expected number of code units and grows by doubling if it needs more.
@@ -344,62 +131,15 @@ struct StringTarget : xercesc::XMLFormatTarget {
 
 } // namespace
 
-struct TransDOMImpl::QueryState {
-    // Compiled paths kept per value; beyond this many, the oldest set is dropped.
-    static constexpr std::size_t maxPaths = 256;
-
-    QueryState(xalanc::XalanDocument* queryDocument, SourceTree sourceTree)
-        : tree(std::move(sourceTree)), document(queryDocument),
-          resolver(document, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
-                   XalanMemMgrs::getDefaultXercesMemMgr()) {
-        if (tree != nullptr) {
-            index = std::make_unique<trans::ContextIndex>(*tree);
-        }
-    }
-
-    QueryState(QueryState const&) = delete;
-    QueryState& operator=(QueryState const&) = delete;
-
-    // The path compiled against the document's namespace declarations; throws what parsing throws.
-    xalanc::XPath const& compiled(char16_t const* expression) {
-        std::u16string key(expression);
-        auto const found = paths.find(key);
-        if (found != paths.end()) {
-            return found->second->path();
-        }
-        auto compiledPath = std::make_unique<CompiledPath>(expression, resolver);
-        if (paths.size() >= maxPaths) {
-            paths.clear();
-        }
-        return paths.emplace(std::move(key), std::move(compiledPath)).first->second->path();
-    }
-
-    SourceTree tree; // null: queries run on the bridged view
-    xalanc::XalanDocument* document;
-    xalanc::XalanDocumentPrefixResolver const resolver;
-    xalanc::XalanSourceTreeDOMSupport domSupport;
-    std::unordered_map<std::u16string, std::unique_ptr<CompiledPath>> paths;
-    std::unique_ptr<trans::ContextIndex> index; // on the source tree only
-};
-
 void TransDOMImpl::QueryStateDeleter::operator()(QueryState* state) const noexcept {
     delete state;
 }
 
 TransDOMImpl::QueryState& TransDOMImpl::queryState() const {
     if (queries_ == nullptr) {
-        using Tree = xalanc::XalanSourceTreeDocument;
-        SourceTree tree(Tree::create(
-            XalanMemMgrs::getDefaultXercesMemMgr(), true, Tree::eDefaultNamesStringPoolBlockSize,
-            Tree::eDefaultNamesStringPoolBucketCount, Tree::eDefaultNamesStringPoolBucketSize,
-            Tree::eDefaultValuesStringPoolBlockSize, valuePoolBuckets(*xercesDocument_),
-            Tree::eDefaultValuesStringPoolBucketSize));
-        xalanc::XalanDocument* document = tree.get();
-        if (! mirror(*xercesDocument_, *tree)) {
-            tree.reset();
-            document = view();
-        }
-        queries_.reset(new QueryState(document, std::move(tree)));
+        trans::SourceTree tree = trans::mirrorDocument(*xercesDocument_);
+        xalanc::XalanDocument* const bridged = tree == nullptr ? view() : nullptr;
+        queries_.reset(new QueryState(std::move(tree), bridged));
     }
     return *queries_;
 }
@@ -417,14 +157,14 @@ void TransDOMImpl::LiaisonDeleter::operator()(xalanc::XercesParserLiaison* liais
     delete liaison;
 }
 
-void TransDOMImpl::EvaluatorDeleter::operator()(xalanc::XPathEvaluator* evaluator) const noexcept {
+void TransDOMImpl::EvaluatorDeleter::operator()(trans::PathEvaluator* evaluator) const noexcept {
     delete evaluator;
 }
 
 void TransDOMImpl::init() {
     parserLiaison_.reset(new xalanc::XercesParserLiaison(XalanMemMgrs::getDefaultXercesMemMgr()));
     parserLiaison_->setThreadSafe(true); // the view is built whole when it is made
-    evaluator_.reset(new xalanc::XPathEvaluator(XalanMemMgrs::getDefaultXercesMemMgr()));
+    evaluator_.reset(new trans::PathEvaluator());
 }
 
 void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
@@ -638,57 +378,31 @@ double booleanNumber(XObject const& result) {
     return std::u16string_view(result.str().c_str()) == u"true" ? 1.0 : 0.0;
 }
 
-// Runs one call into the evaluator. The evaluator points its execution context at the environment
-// and DOM support of the call it runs and clears those pointers only when the call returns: after
-// an exception they point into the unwound call, and the next evaluation (or the evaluator's
-// destruction) would call through them. They are cleared here before the exception goes on.
-template <typename Call>
-auto evaluatorCall(xalanc::XPathEvaluator& evaluator, Call const& call) -> decltype(call()) {
-    try {
-        return call();
-    } catch (...) {
-        auto& context =
-            static_cast<xalanc::XPathExecutionContextDefault&>(evaluator.getExecutionContext());
-        context.setXPathEnvSupport(nullptr);
-        context.setDOMSupport(nullptr);
-        throw;
-    }
-}
-
 } // namespace
 
 XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* path,
                                        TransStatus& status) const {
-    XObjectPtr result;
-    view();
+    xalanc::XalanDocument* document = view();
     TRANS_ASSERT(dom_);
-    trans::refuseUnsafePaths(context); // an error in the context path: the caller's
-    xalanc::XalanDocumentPrefixResolver const resolver(
-        dom_, xalanc::XalanDOMString(XalanMemMgrs::getDefaultXercesMemMgr()),
-        XalanMemMgrs::getDefaultXercesMemMgr());
+    std::u16string const contextText = trans::checkedPath(context); // its errors: the caller's
+    // A document without an element has only its root, which outlives the result here too.
+    xalanc::XalanNode* const root =
+        xercesDocument_->getDocumentElement() == nullptr ? queryState().root : document;
+    trans::DocumentPrefixes const resolver(document);
     xalanc::XalanSourceTreeDOMSupport domSupport;
 
-    if (xercesDocument_->getDocumentElement() == nullptr) {
-        // The evaluator crashes on absolute paths over a document without an element. Such a
-        // document has no node to select: the context path is only parsed, so that its syntax
-        // errors still reach the caller, and selects nothing.
-        CompiledPath const parsed(context, resolver);
-        status.failure(true);
-        return result;
-    }
-
     // An exception here (an error in the context path) is the caller's to handle.
-    xalanc::XalanNode* node = evaluatorCall(*evaluator_, [&] {
-        return evaluator_->selectSingleNode(domSupport, dom_, context, resolver);
-    });
+    trans::CompiledPath const contextPath(contextText, resolver);
+    xalanc::XalanNode* node =
+        evaluator_->selectSingleNode(domSupport, root, contextPath.path(), resolver);
     if (node == nullptr) {
         status.failure(true);
-        return result;
+        return XObjectPtr();
     }
+    XObjectPtr result;
     try {
-        trans::refuseUnsafePaths(path);
-        result = evaluatorCall(
-            *evaluator_, [&] { return evaluator_->evaluate(domSupport, node, path, resolver); });
+        trans::CompiledPath const compiledPath(trans::checkedPath(path), resolver);
+        result = evaluator_->evaluate(domSupport, node, compiledPath.path(), resolver);
     } catch (...) {
         status.failure(true);
         return XObjectPtr();
@@ -699,33 +413,22 @@ XObjectPtr TransDOMImpl::evaluateXPath(char16_t const* context, char16_t const* 
 
 XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const* path,
                                         TransStatus& status) const {
-    XObjectPtr result;
-    trans::refuseUnsafePaths(context); // an error in the context path: the caller's
+    std::u16string const contextText = trans::checkedPath(context); // its errors: the caller's
     QueryState& state = queryState();
     xalanc::XalanNode* node = nullptr;
-    if (state.index == nullptr || ! state.index->select(context, node)) {
-        // As above: the context path is parsed (its errors reach the caller) and selects nothing
-        // in a document without an element.
-        xalanc::XPath const& contextPath = state.compiled(context);
-        if (xercesDocument_->getDocumentElement() == nullptr) {
-            status.failure(true);
-            return result;
-        }
-        node = evaluatorCall(*evaluator_, [&] {
-            return evaluator_->selectSingleNode(state.domSupport, state.document, contextPath,
-                                                state.resolver);
-        });
+    if (state.index == nullptr || ! state.index->select(contextText, node)) {
+        xalanc::XPath const& contextPath = state.compiled(contextText);
+        node = evaluator_->selectSingleNode(state.domSupport, state.root, contextPath,
+                                            state.resolver);
     }
     if (node == nullptr) {
         status.failure(true);
-        return result;
+        return XObjectPtr();
     }
+    XObjectPtr result;
     try {
-        trans::refuseUnsafePaths(path);
-        xalanc::XPath const& compiledPath = state.compiled(path);
-        result = evaluatorCall(*evaluator_, [&] {
-            return evaluator_->evaluate(state.domSupport, node, compiledPath, state.resolver);
-        });
+        xalanc::XPath const& compiledPath = state.compiled(trans::checkedPath(path));
+        result = evaluator_->evaluate(state.domSupport, node, compiledPath, state.resolver);
     } catch (...) {
         status.failure(true);
         return XObjectPtr();

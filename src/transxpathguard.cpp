@@ -36,6 +36,46 @@ bool contains(std::array<std::u16string_view, N> const& names, std::u16string_vi
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
+std::size_t skipBlanks(std::u16string_view text, std::size_t i) noexcept {
+    while (i < text.size() && blank(text[i])) {
+        ++i;
+    }
+    return i;
+}
+
+// Where the name test behind the name "namespace" that ends at i starts, when the name is the axis
+// and the test a prefixed one (p:x or p:*); npos otherwise.
+std::size_t namespaceNameTest(std::u16string_view text, std::size_t i) noexcept {
+    i = skipBlanks(text, i);
+    if (text.substr(i, 2) != u"::") {
+        return std::u16string_view::npos;
+    }
+    std::size_t const start = skipBlanks(text, i + 2);
+    std::size_t end = start;
+    while (end < text.size() && nameChar(text[end])) {
+        ++end;
+    }
+    bool const prefixed = end > start && nameStart(text[start]) && end + 1 < text.size() &&
+                          text[end] == u':' && text[end + 1] != u':';
+    return prefixed ? start : std::u16string_view::npos;
+}
+
+// The length of the prefixed name test p:x or p:* at start.
+std::size_t nameTestLength(std::u16string_view text, std::size_t start) noexcept {
+    std::size_t end = start;
+    while (end < text.size() && nameChar(text[end])) {
+        ++end;
+    }
+    ++end; // the colon
+    if (end < text.size() && text[end] == u'*') {
+        return end + 1 - start;
+    }
+    while (end < text.size() && nameChar(text[end])) {
+        ++end;
+    }
+    return end - start;
+}
+
 void throwParseError(std::u16string_view message) {
     xalanc::MemoryManager& memory = xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
     xalanc::XalanDOMString const text(
@@ -82,6 +122,12 @@ PathShape pathShape(char16_t const* expression) {
         if (contains(operatorNames, name)) {
             ++operators;
         }
+        if (name == u"namespace") {
+            std::size_t const test = namespaceNameTest(text, i);
+            if (test != std::u16string_view::npos) {
+                shape.namespaceTests.emplace_back(test, nameTestLength(text, test));
+            }
+        }
         std::size_t next = i;
         while (next < text.size() && blank(text[next])) {
             ++next;
@@ -95,7 +141,7 @@ PathShape pathShape(char16_t const* expression) {
     return shape;
 }
 
-void refuseUnsafePaths(char16_t const* expression) {
+std::u16string checkedPath(char16_t const* expression) {
     PathShape const shape = pathShape(expression);
     if (! shape.xsltFunction.empty()) {
         throwParseError(u"The function '" + shape.xsltFunction +
@@ -109,6 +155,13 @@ void refuseUnsafePaths(char16_t const* expression) {
         throwParseError(u"The expression is nested too deeply: more than " + limit +
                         u" levels of brackets, predicates, function calls and operators.");
     }
+    std::u16string text(expression != nullptr ? expression : u"");
+    // From the last test back, so that the positions found stay valid.
+    for (auto test = shape.namespaceTests.rbegin(); test != shape.namespaceTests.rend(); ++test) {
+        std::u16string const name = text.substr(test->first, test->second);
+        text.replace(test->first, test->second, u"*[false() and self::" + name + u"]");
+    }
+    return text;
 }
 
 } // namespace trans
