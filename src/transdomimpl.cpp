@@ -418,8 +418,8 @@ XObjectPtr TransDOMImpl::evaluateCached(char16_t const* context, char16_t const*
     xalanc::XalanNode* node = nullptr;
     if (state.index == nullptr || ! state.index->select(contextText, node)) {
         xalanc::XPath const& contextPath = state.compiled(contextText);
-        node = evaluator_->selectSingleNode(state.domSupport, state.root, contextPath,
-                                            state.resolver);
+        node =
+            evaluator_->selectSingleNode(state.domSupport, state.root, contextPath, state.resolver);
     }
     if (node == nullptr) {
         status.failure(true);

@@ -50,20 +50,17 @@ void CompiledPath::SilentContext::problem(eSource, eClassification classificatio
     }
 }
 
-CompiledPath::CompiledPath(std::u16string const& expression,
-                           xalanc::PrefixResolver const& resolver)
+CompiledPath::CompiledPath(std::u16string const& expression, xalanc::PrefixResolver const& resolver)
     : construction_(memory()), path_(memory()) {
     xalanc::XPathProcessorImpl processor(memory());
-    processor.initXPath(path_, construction_,
-                        xalanc::XalanDOMString(expression.c_str(), memory(),
-                                               static_cast<xalanc::XalanDOMString::size_type>(
-                                                   expression.size())),
-                        resolver);
+    processor.initXPath(
+        path_, construction_,
+        xalanc::XalanDOMString(expression.c_str(), memory(),
+                               static_cast<xalanc::XalanDOMString::size_type>(expression.size())),
+        resolver);
 }
 
-PathEvaluator::PathEvaluator()
-    : environment_(memory()), objects_(memory()),
-      context_(memory()) {}
+PathEvaluator::PathEvaluator() : environment_(memory()), objects_(memory()), context_(memory()) {}
 
 xalanc::XObjectPtr PathEvaluator::evaluate(xalanc::DOMSupport& domSupport, xalanc::XalanNode* node,
                                            xalanc::XPath const& path,

@@ -64,8 +64,7 @@ private:
                      xalanc::XalanDOMString const& message, xalanc::Locator const* locator,
                      xalanc::XalanNode const* node) override;
         void problem(eSource source, eClassification classification,
-                     xalanc::XalanDOMString const& message,
-                     xalanc::XalanNode const* node) override;
+                     xalanc::XalanDOMString const& message, xalanc::XalanNode const* node) override;
     };
 
     SilentContext construction_;

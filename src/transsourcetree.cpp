@@ -124,10 +124,12 @@ void keepAttributeOrder(xalanc::XalanSourceTreeElement& element,
     }
     std::size_t nextDeclaration = 0;
     std::size_t nextOther = declarations;
-    auto** array = const_cast<xalanc::XalanSourceTreeAttr**>(withAttributes.*member(AttributeArray()));
+    auto** array =
+        const_cast<xalanc::XalanSourceTreeAttr**>(withAttributes.*member(AttributeArray()));
     for (xalanc::XalanSize_t i = 0; i < count; ++i) {
         bool const declaration = isNamespaceDeclaration(map.item(i)->getNodeName());
-        xalanc::XalanSourceTreeAttr* attribute = made[declaration ? nextDeclaration++ : nextOther++];
+        xalanc::XalanSourceTreeAttr* attribute =
+            made[declaration ? nextDeclaration++ : nextOther++];
         attribute->setIndex(indexes[i]);
         array[i] = attribute;
     }
@@ -238,7 +240,6 @@ std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
     return std::max<std::size_t>(
         xalanc::XalanSourceTreeDocument::eDefaultValuesStringPoolBucketCount, (values / 4) | 1);
 }
-
 
 } // namespace
 

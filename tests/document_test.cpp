@@ -42,15 +42,15 @@ TEST_F(Document, NullDocumentWritesNoElementAndFindsNothing) {
         char16_t const* text;
         char const* flags;
     };
-    Case const cases[] = {{u"/", u"count(*)", u"0", "none"},
-                          {u".", u"count(//node()) + count(/)", u"1", "none"},
-                          {u"self::node()", u"count(ancestor-or-self::node())", u"1", "none"},
-                          {u"/", u"*", u"", "W"},
-                          {u"/", u"concat(name(), '|', local-name(.), '|', string(/))", u"||",
-                           "none"},
-                          {u"/", u"position() + last()", u"2", "none"},
-                          {u"//*", u".", u"", "F+W"},
-                          {u"/*", u".", u"", "F+W"}};
+    Case const cases[] = {
+        {u"/", u"count(*)", u"0", "none"},
+        {u".", u"count(//node()) + count(/)", u"1", "none"},
+        {u"self::node()", u"count(ancestor-or-self::node())", u"1", "none"},
+        {u"/", u"*", u"", "W"},
+        {u"/", u"concat(name(), '|', local-name(.), '|', string(/))", u"||", "none"},
+        {u"/", u"position() + last()", u"2", "none"},
+        {u"//*", u".", u"", "F+W"},
+        {u"/*", u".", u"", "F+W"}};
     for (Case const& c : cases) {
         OwnedString found(value.asString(TransString(c.context), TransString(c.path), status));
         EXPECT_EQ(utf16(*found), c.text) << mbcs(TransString(c.path));

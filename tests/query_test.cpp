@@ -21,6 +21,7 @@ char const* const document = R"(<root xmlns:o="urn:outer">
 <inner xmlns:p="urn:inner"><p:thing p:id="7">t</p:thing></inner>
 <!--note--><?pi data?>
 <d xmlns="urn:default"><leaf v="x"/></d>
+<ns xmlns:p="urn:p" xmlns="urn:d" n="r" xml:lang="de"/>
 </root>)";
 
 // One query and what each of the three conversions answers.
@@ -72,6 +73,25 @@ std::vector<Query> const queries = {
      missing,
      "W"},
     {u"/root", u"d", u"", "W", {}, "W", missing, "W"}, // unprefixed names have no namespace
+    // Attributes, namespace declarations among them, in the document's order.
+    {u"/root/*[@n='r']",
+     u"@node()",
+     u"r",
+     "W",
+     {u"r", u"de", u"urn:d", u"urn:p"},
+     "none",
+     missing,
+     "W"},
+    {u"/root/*[@n='r']", u"name(@node()[1])", u"n", "none", {u"n"}, "none", missing, "W"},
+    // The xml prefix is bound by definition.
+    {u"/root/*[@xml:lang]", u"string(@xml:lang)", u"de", "none", {u"de"}, "none", missing, "W"},
+    // Namespace nodes have no namespace URI: a prefixed name test selects none of them.
+    {u"/root/*[@n='r']", u"count(namespace::p:*)", u"0", "none", {u"0"}, "none", 0, "none"},
+    {u"/root", u"namespace::o:item | //namespace::p:*", u"", "W", {}, "W", missing, "W"},
+    {u"//namespace::p:*", u".", u"", "F+W", {}, "F+W", missing, "F+W"},
+    {u"/root", u"namespace::q:*", u"", "F+W", {}, "F+W", missing, "F+W"},
+    // The context node is the only node of its context: position and size 1.
+    {u"/root/item[2]", u"position() * 10 + last()", u"11", "none", {u"11"}, "none", 11, "none"},
     // No context node, blank arguments, and errors in the path.
     {u"/nothing", u".", u"", "F+W", {}, "F+W", missing, "F+W"},
     {u"   ", u"@name", u"", "F+W", {}, "F+W", missing, "F+W"},

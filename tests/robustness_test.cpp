@@ -2,14 +2,17 @@
 // library neither crashes nor hands back a wrong answer as a good one.
 #include "testsupport.h"
 #include "transdomimpl.h"
+#include "transdomreference.h"
 #include "transspace.h"
 #include "xmlfilereader.h"
 #include "xmlsupport.h"
 #include "zeltdatasource.h"
 
+#include <cstdio>
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <string>
+#include <unistd.h>
 #include <vector>
 #include <xalanc/PlatformSupport/XSLException.hpp>
 #include <xercesc/dom/DOM.hpp>
@@ -246,6 +249,39 @@ TEST_F(Robustness, HugeNestedAndUnknownPathsFailCleanly) {
                   TransString((u"string-length('" + std::u16string(1000000, u'x') + u"')").c_str()),
                   status));
     EXPECT_EQ("none", flags(status));
+}
+
+// A library inside a host reports through the status and the context path's exception only, on
+// both routes of evaluation: nothing reaches the host's standard error.
+TEST_F(Robustness, FailingQueriesWriteNothingToStandardError) {
+    TransDOMImpl const value(parseXml("<a xmlns:p='urn:p'><a>1</a></a>").get());
+    std::vector<std::u16string> const paths = {
+        u"a[",  u"nosuchfunction(a)", u"q:a", u"count(1)", u"current()", u"namespace::p:*",
+        u"1 +", u"sum('x') div",      u"//",  u"@"};
+    std::FILE* captured = std::tmpfile();
+    ASSERT_NE(captured, nullptr);
+    std::fflush(stderr);
+    int const saved = dup(2);
+    dup2(fileno(captured), 2);
+    for (std::u16string const& path : paths) {
+        TransStatus status;
+        TransString const text(path.c_str());
+        take(value.asString(TransString(u"/a"), text, status));
+        take(TransDOMImplReference::asString(value, TransString(u"/a"), text, status));
+        for (int route = 0; route < 2; ++route) {
+            try {
+                take(route == 0
+                         ? value.asString(text, TransString(u"."), status)
+                         : TransDOMImplReference::asString(value, text, TransString(u"."), status));
+            } catch (xalanc::XSLException const&) {
+            }
+        }
+    }
+    std::fflush(stderr);
+    dup2(saved, 2);
+    close(saved);
+    EXPECT_EQ(std::ftell(captured), 0L) << "the queries wrote on standard error";
+    std::fclose(captured);
 }
 
 namespace {
