@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <pthread.h>
 #include <string>
 #include <string_view>
 #include <xalanc/Include/XalanMemoryManagement.hpp>
@@ -16,7 +18,7 @@ constexpr std::array<std::u16string_view, 9> xsltFunctions{
     u"current",     u"document", u"element-available", u"format-number",      u"function-available",
     u"generate-id", u"key",      u"system-property",   u"unparsed-entity-uri"};
 
-// Operators spelt as names. "or" does not recurse in the evaluator but is counted with the rest.
+// Operators spelt as names, counted with the rest.
 constexpr std::array<std::u16string_view, 4> operatorNames{u"and", u"div", u"mod", u"or"};
 
 bool nameStart(char16_t c) noexcept {
@@ -76,6 +78,42 @@ std::size_t nameTestLength(std::u16string_view text, std::size_t start) noexcept
     return end - start;
 }
 
+// Whether the bracket at i follows a name (a function call), blanks between allowed.
+bool afterName(std::u16string_view text, std::size_t i) noexcept {
+    while (i > 0 && blank(text[i - 1])) {
+        --i;
+    }
+    return i > 0 && nameChar(text[i - 1]);
+}
+
+// The stack left to the calling thread below this frame; a megabyte when the thread's bounds
+// cannot be read.
+std::size_t availableStack() noexcept {
+    pthread_attr_t attributes;
+    if (pthread_getattr_np(pthread_self(), &attributes) != 0) {
+        return std::size_t{1} << 20;
+    }
+    void* lowest = nullptr;
+    std::size_t size = 0;
+    int const read = pthread_attr_getstack(&attributes, &lowest, &size);
+    pthread_attr_destroy(&attributes);
+    char here = 0;
+    auto const position = reinterpret_cast<std::uintptr_t>(&here);
+    auto const bottom = reinterpret_cast<std::uintptr_t>(lowest);
+    if (read != 0) {
+        return std::size_t{1} << 20;
+    }
+    return position > bottom ? position - bottom : 0;
+}
+
+std::u16string kibibytes(std::size_t bytes) {
+    std::u16string text;
+    for (char const digit : std::to_string((bytes + 1023) / 1024)) {
+        text += static_cast<char16_t>(digit);
+    }
+    return text;
+}
+
 void throwParseError(std::u16string_view message) {
     xalanc::MemoryManager& memory = xalanc::XalanMemMgrs::getDefaultXercesMemMgr();
     xalanc::XalanDOMString const text(
@@ -88,6 +126,8 @@ void throwParseError(std::u16string_view message) {
 PathShape pathShape(char16_t const* expression) {
     std::u16string_view const text(expression != nullptr ? expression : u"");
     PathShape shape;
+    // The stack that the open brackets take, with the bracket kind of each, and the most at once.
+    std::vector<std::size_t> open;
     std::size_t depth = 0;
     std::size_t deepest = 0;
     std::size_t operators = 0;
@@ -101,9 +141,15 @@ PathShape pathShape(char16_t const* expression) {
         }
         if (! nameStart(c)) {
             if (c == u'(' || c == u'[') {
-                deepest = std::max(deepest, ++depth);
-            } else if ((c == u')' || c == u']') && depth > 0) {
-                --depth;
+                std::size_t const cost = c == u'['            ? stackPerPredicate
+                                         : afterName(text, i) ? stackPerCall
+                                                              : stackPerParenthesis;
+                open.push_back(cost);
+                depth += cost;
+                deepest = std::max(deepest, depth);
+            } else if ((c == u')' || c == u']') && ! open.empty()) {
+                depth -= open.back();
+                open.pop_back();
             } else if (c == u'+' || c == u'-' || c == u'*' || c == u'=' || c == u'<' || c == u'>') {
                 ++operators; // "*" as a name test is counted too: the count is an upper bound
             }
@@ -137,7 +183,7 @@ PathShape pathShape(char16_t const* expression) {
             shape.xsltFunction = name;
         }
     }
-    shape.nesting = deepest + operators;
+    shape.stack = deepest + operators * stackPerOperator;
     return shape;
 }
 
@@ -147,13 +193,11 @@ std::u16string checkedPath(char16_t const* expression) {
         throwParseError(u"The function '" + shape.xsltFunction +
                         u"' is not available outside a stylesheet.");
     }
-    if (shape.nesting > maxPathNesting) {
-        std::u16string limit;
-        for (char const digit : std::to_string(maxPathNesting)) {
-            limit += static_cast<char16_t>(digit);
-        }
-        throwParseError(u"The expression is nested too deeply: more than " + limit +
-                        u" levels of brackets, predicates, function calls and operators.");
+    if (shape.stack > stackWithoutCheck && shape.stack + stackMargin > availableStack()) {
+        throwParseError(u"The expression is nested too deeply for the stack of this thread: its "
+                        u"brackets, predicates, function calls and operators need about " +
+                        kibibytes(shape.stack) + u" KiB of stack, and " +
+                        kibibytes(availableStack()) + u" KiB are left.");
     }
     std::u16string text(expression != nullptr ? expression : u"");
     // From the last test back, so that the positions found stay valid.

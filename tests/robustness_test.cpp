@@ -11,8 +11,10 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <malloc.h>
+#include <pthread.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 #include <xalanc/PlatformSupport/XSLException.hpp>
 #include <xercesc/dom/DOM.hpp>
@@ -226,7 +228,7 @@ TEST_F(Robustness, HugeNestedAndUnknownPathsFailCleanly) {
         {repeated(u"(", 100000, u"1") + repeated(u")", 100000), "F+W"},
         {repeated(u"a[", 10000, u"1") + repeated(u"]", 10000), "F+W"},
         {repeated(u"1+", 100000, u"1"), "F+W"},
-        {repeated(u"concat('x',", 5000, u"'y'") + repeated(u")", 5000), "F+W"},
+        {repeated(u"concat('x',", 20000, u"'y'") + repeated(u")", 20000), "F+W"},
         {u"nosuchfunction(a)", "F+W"},
         {u"p:f(a)", "F+W"},
     };
@@ -236,13 +238,44 @@ TEST_F(Robustness, HugeNestedAndUnknownPathsFailCleanly) {
         EXPECT_EQ(c.flags, flags(status)) << mbcs(TransString(c.path.substr(0, 40).c_str()));
         EXPECT_THROW(value.asString(TransString(c.path.c_str()), root), xalanc::XSLException);
     }
-    // Within the limit, and wide rather than deep: answered.
+    // Within the stack, and wide rather than deep: answered, as paths and as context paths.
+    std::u16string const alternatives = u"a[" + repeated(u"@n='x' or ", 5000, u"text()='1']");
+    std::vector<std::pair<std::u16string, std::u16string>> const answered{
+        {repeated(u"(", 999, u"a/text()") + repeated(u")", 999), u"1"},
+        {u"a/text()" + repeated(u"|a/text()", 100000), u"1"},
+        {u"count(" + alternatives + u")", u"1"},
+        {u"count(" + repeated(u"a | ", 5000, u"a") + u")", u"1"},
+        {u"string(" + repeated(u"1=1 and ", 1001, u"1=1") + u")", u"true"}};
+    for (auto const& [path, answer] : answered) {
+        TransStatus status;
+        EXPECT_EQ(answer, query(value, u"/a", path.c_str(), status));
+        EXPECT_EQ("none", flags(status));
+    }
     TransStatus status;
-    EXPECT_EQ(u"1",
-              query(value, u"/a", (repeated(u"(", 999, u"a/text()") + repeated(u")", 999)).c_str(),
-                    status));
-    EXPECT_EQ(u"1",
-              query(value, u"/a", (u"a/text()" + repeated(u"|a/text()", 100000)).c_str(), status));
+    EXPECT_EQ(u"1", query(value, (u"/a/" + alternatives).c_str(), u"string(.)", status));
+    // A thread with less stack has the same expression refused, not its stack overrun.
+    struct Run {
+        TransValue const* value;
+        std::u16string path;
+        std::string flags;
+    } run{&value, u"count(" + alternatives + u")", ""};
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, std::size_t{512} << 10);
+    pthread_t thread;
+    ASSERT_EQ(0, pthread_create(
+                     &thread, &attributes,
+                     [](void* argument) -> void* {
+                         Run& r = *static_cast<Run*>(argument);
+                         TransStatus local;
+                         query(*r.value, u"/a", r.path.c_str(), local);
+                         r.flags = flags(local);
+                         return nullptr;
+                     },
+                     &run));
+    pthread_join(thread, nullptr);
+    pthread_attr_destroy(&attributes);
+    EXPECT_EQ("F+W", run.flags);
     EXPECT_EQ(1.0e6,
               value.asDouble(
                   root,
