@@ -202,13 +202,26 @@ public:
     ~Output() {
         if (file_ != stdout) {
             std::fclose(file_);
-            std::remove(temporary_.c_str());
+            if (! direct_) {
+                std::remove(temporary_.c_str());
+            }
         }
     }
 
     // Sends the output to the file at `path` ("-": standard output).
     void open(std::string const& path) {
         if (path == "-") {
+            return;
+        }
+        struct stat status {};
+        if (::stat(path.c_str(), &status) == 0 && ! S_ISREG(status.st_mode)) {
+            // A device or a pipe is written to directly: it cannot be replaced.
+            file_ = std::fopen(path.c_str(), "wb");
+            if (file_ == nullptr) {
+                file_ = stdout;
+                throw OutputError{path + ": " + systemReason(errno)};
+            }
+            direct_ = true;
             return;
         }
         temporary_ = path + ".XXXXXX";
@@ -244,6 +257,12 @@ public:
         if (file_ == stdout) {
             return;
         }
+        if (direct_) {
+            if (std::fclose(std::exchange(file_, stdout)) != 0) {
+                throw OutputError{systemReason(errno)};
+            }
+            return;
+        }
         mode_t const mask = ::umask(0);
         ::umask(mask);
         std::FILE* const file = std::exchange(file_, stdout);
@@ -266,6 +285,7 @@ private:
     std::FILE* file_ = stdout;
     std::string path_;
     std::string temporary_;
+    bool direct_ = false;
 };
 
 // Options every command takes; true when the current argument was one of them.
