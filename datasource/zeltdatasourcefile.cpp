@@ -706,37 +706,33 @@ std::pair<std::size_t, std::size_t> lineAndColumn(std::string const& text, std::
     return {line, column};
 }
 
-// A parser callback that refuses a key given twice in one object (the parser itself would keep
-// the last), naming it by its JSON pointer.
-class DuplicateKeys {
+// Reads the text for keys given twice in one object (the parser itself keeps the last) and refuses
+// the first such key, naming it by its JSON pointer. Syntax errors are left to the parser proper.
+class DuplicateKeys : public nlohmann::json_sax<Json> {
 public:
     explicit DuplicateKeys(std::string name) : name_(std::move(name)) {}
 
-    bool operator()(int, Json::parse_event_t event, Json const& parsed) {
-        using Event = Json::parse_event_t;
-        switch (event) {
-        case Event::object_start:
-        case Event::array_start:
-            containers_->push_back({event == Event::object_start, childPointer(), {}, {}, 0});
-            break;
-        case Event::object_end:
-        case Event::array_end:
-            containers_->pop_back();
-            break;
-        case Event::key: {
-            Container& object = containers_->back();
-            object.key = parsed.get<std::string>();
-            if (! object.keys.insert(object.key).second) {
-                (Location(name_, object.pointer) / object.key)
-                    .fail("duplicate key \"" + object.key + "\"");
-            }
-            break;
-        }
-        case Event::value:
-            childPointer();
-            break;
+    bool null() override { return element(); }
+    bool boolean(bool) override { return element(); }
+    bool number_integer(number_integer_t) override { return element(); }
+    bool number_unsigned(number_unsigned_t) override { return element(); }
+    bool number_float(number_float_t, string_t const&) override { return element(); }
+    bool string(string_t&) override { return element(); }
+    bool binary(binary_t&) override { return element(); }
+    bool start_object(std::size_t) override { return start(true); }
+    bool start_array(std::size_t) override { return start(false); }
+    bool end_object() override { return end(); }
+    bool end_array() override { return end(); }
+    bool key(string_t& key) override {
+        Container& object = containers_.back();
+        object.key = key;
+        if (! object.keys.insert(key).second) {
+            (Location(name_, object.pointer) / key).fail("duplicate key \"" + key + "\"");
         }
         return true;
+    }
+    bool parse_error(std::size_t, std::string const&, nlohmann::detail::exception const&) override {
+        return false;
     }
 
 private:
@@ -750,18 +746,28 @@ private:
 
     // The pointer of the value that starts now in the innermost container, counted in an array.
     std::string childPointer() {
-        if (containers_->empty()) {
+        if (containers_.empty()) {
             return std::string();
         }
-        Container& parent = containers_->back();
+        Container& parent = containers_.back();
         return parent.pointer + "/" +
                (parent.object ? pointerToken(parent.key) : std::to_string(parent.count++));
     }
+    bool element() {
+        childPointer();
+        return true;
+    }
+    bool start(bool object) {
+        containers_.push_back({object, childPointer(), {}, {}, 0});
+        return true;
+    }
+    bool end() {
+        containers_.pop_back();
+        return true;
+    }
 
     std::string name_;
-    // Shared: the parser copies its callback.
-    std::shared_ptr<std::vector<Container>> containers_ =
-        std::make_shared<std::vector<Container>>();
+    std::vector<Container> containers_;
 };
 
 } // namespace
@@ -769,7 +775,9 @@ private:
 ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& name) {
     Json root;
     try {
-        root = Json::parse(text, DuplicateKeys(name));
+        DuplicateKeys duplicates(name);
+        Json::sax_parse(text, &duplicates);
+        root = Json::parse(text);
     } catch (Json::parse_error const& error) {
         // The library's message repeats the position in its own words; keep only the reason,
         // which follows the first ": " after the position (the reason may itself hold ": ").
