@@ -1,9 +1,15 @@
 #include "zeltdatasource.h"
 
+#include "zeltplatform.h"
+
 #include <algorithm>
+#include <clocale>
 #include <limits>
 #include <stdexcept>
 #include <string_view>
+#include <unicode/locid.h>
+#include <unicode/ucnv.h>
+#include <unicode/unistr.h>
 
 namespace {
 
@@ -38,6 +44,48 @@ std::string changeCase(std::string const& text, ChangeCase change) {
     default:
         return text;
     }
+}
+
+// True when upper-casing ASCII letters alone gives the full case mapping of ASCII text under the
+// locale: everywhere except where "i" becomes a dotted capital I.
+bool asciiCaseIsUnicodeCase(icu::Locale const& locale) {
+    std::string_view const language = locale.getLanguage();
+    return language != "tr" && language != "az";
+}
+
+// The key a variable name is matched by: its full Unicode upper-case mapping under the LC_CTYPE
+// locale, as the space's handles compare texts, in UTF-8. The name is in the process code page; one
+// that does not convert is matched by its bytes with ASCII letters upper-cased.
+std::string nameKey(std::string_view name) {
+    char const* const localeName = std::setlocale(LC_CTYPE, nullptr);
+    icu::Locale const locale =
+        icu::Locale::createCanonical(localeName != nullptr ? localeName : "C");
+    bool const ascii = std::all_of(name.begin(), name.end(),
+                                   [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+    if (ascii && asciiCaseIsUnicodeCase(locale)) {
+        return asciiUpper(name);
+    }
+    std::string const codePage = qUTF8mode() != 0 ? "UTF-8" : ZELTMBDefaultCodePage();
+    UErrorCode error = U_ZERO_ERROR;
+    icu::LocalUConverterPointer converter(ucnv_open(codePage.c_str(), &error));
+    if (U_SUCCESS(error)) {
+        ucnv_setToUCallBack(converter.getAlias(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr,
+                            nullptr, &error);
+    }
+    icu::UnicodeString text;
+    if (U_SUCCESS(error)) {
+        int32_t const length = static_cast<int32_t>(name.size());
+        char16_t* buffer = text.getBuffer(length + 1);
+        int32_t const units =
+            ucnv_toUChars(converter.getAlias(), buffer, length + 1, name.data(), length, &error);
+        text.releaseBuffer(U_SUCCESS(error) ? units : 0);
+    }
+    if (U_FAILURE(error)) {
+        return asciiUpper(name);
+    }
+    std::string key;
+    text.toUpper(locale).toUTF8String(key);
+    return key;
 }
 
 [[noreturn]] void reject(std::string const& message) {
@@ -277,7 +325,7 @@ int ZELT_DataSource::FindVarIndex(char const* name, int) const {
     if (name == nullptr) {
         return -1;
     }
-    auto const found = index_.find(asciiUpper(name));
+    auto const found = index_.find(nameKey(name));
     return found != index_.end() ? found->second : -1;
 }
 
@@ -286,7 +334,7 @@ int ZELT_DataSource::addVariable(ZELT_Variable variable) {
         reject("too many variables");
     }
     int const index = static_cast<int>(variables_.size());
-    auto const [slot, inserted] = index_.emplace(asciiUpper(variable.GetName()), index);
+    auto const [slot, inserted] = index_.emplace(nameKey(variable.GetName()), index);
     if (! inserted) {
         reject("variable \"" + std::string(variable.GetName()) + "\" duplicates the name of \"" +
                variables_[static_cast<std::size_t>(slot->second)].GetName() + "\"");

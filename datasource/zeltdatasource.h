@@ -349,8 +349,9 @@ public:
     int ColumnCount() const noexcept { return static_cast<int>(variables_.size()); }
     // The variable at `index` (below ColumnCount(), else std::out_of_range).
     ZELT_Variable const& GetVariable(int index) const;
-    // Index of the variable named `name`, ignoring the case of ASCII letters (other bytes must
-    // match exactly); -1 when there is none or `name` is null. The int is not used.
+    // Index of the variable named `name` (in the process code page), ignoring letter case as the
+    // space's handles do: names are compared by their full Unicode upper-case mapping under the
+    // LC_CTYPE locale. -1 when there is none or `name` is null. The int is not used.
     int FindVarIndex(char const* name, int) const;
     // -1 when there is no weight variable.
     int GetWeightVarIndex() const noexcept { return weightIndex_; }
@@ -364,8 +365,8 @@ public:
     // Fill API.
     // Makes room for `count` variables without reallocating.
     void reserveVariables(std::size_t count) { variables_.reserve(count); }
-    // Appends a variable and returns its index; a name already present (ignoring ASCII letter
-    // case) is rejected.
+    // Appends a variable and returns its index; a name already present (ignoring letter case as
+    // FindVarIndex does) is rejected.
     int addVariable(ZELT_Variable variable);
     void setTimestamp(double timestamp) noexcept { timestamp_ = timestamp; }
     // Negative: unknown.
@@ -388,7 +389,8 @@ private:
     friend std::vector<VariableSet> VariableSets(ZELT_DataSource const& ds, VarSetsType type);
 
     std::vector<ZELT_Variable> variables_;
-    // ASCII-upper-cased name -> index, so that FindVarIndex is a hash lookup, not a scan.
+    // Upper-cased name -> index, so that FindVarIndex is a hash lookup, not a scan. A name is
+    // upper-cased under the locale in force when it is added or looked up.
     std::unordered_map<std::string, int> index_;
     double timestamp_ = 0.0;
     long long rowCount_ = -1;

@@ -4,11 +4,15 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cmath>
 #include <cstdint>
-#include <fstream>
+#include <cstdio>
+#include <cstring>
 #include <limits>
+#include <memory>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <set>
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_err.h>
 #include <unicode/unistr.h>
@@ -20,23 +24,28 @@ using Json = nlohmann::ordered_json; // keeps the file's order of attribute entr
 // ------------------------------------------------------------------------------------------------
 // Errors with the JSON location of the value at fault
 
+// A key as a token of a JSON pointer.
+std::string pointerToken(std::string const& key) {
+    std::string escaped;
+    for (char c : key) {
+        if (c == '~') {
+            escaped += "~0";
+        } else if (c == '/') {
+            escaped += "~1";
+        } else {
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
 class Location {
 public:
     Location(std::string name, std::string pointer)
         : name_(std::move(name)), pointer_(std::move(pointer)) {}
 
     Location operator/(std::string const& key) const {
-        std::string escaped;
-        for (char c : key) {
-            if (c == '~') {
-                escaped += "~0";
-            } else if (c == '/') {
-                escaped += "~1";
-            } else {
-                escaped += c;
-            }
-        }
-        return Location(name_, pointer_ + "/" + escaped);
+        return Location(name_, pointer_ + "/" + pointerToken(key));
     }
     Location operator/(std::size_t index) const { return *this / std::to_string(index); }
 
@@ -61,8 +70,10 @@ char const* typeName(Json const& value) {
         return "an array";
     case Json::value_t::object:
         return "an object";
-    case Json::value_t::number_float:
-        return "a number with a fraction";
+    case Json::value_t::number_float: {
+        double const number = value.get<double>();
+        return std::trunc(number) == number ? "a number" : "a number with a fraction";
+    }
     default:
         return "a number";
     }
@@ -87,15 +98,23 @@ void onlyKeys(Json const& object, Location const& at, std::initializer_list<char
 }
 
 long long integer(Json const& value, Location const& at, long long low, long long high) {
-    expect(value.is_number_integer(), value, at, "an integer");
     long long number = 0;
-    if (value.is_number_unsigned()) {
+    if (value.is_number_float()) {
+        // A number written with an exponent, such as 1e3, is an integer when its value is whole.
+        double const whole = value.get<double>();
+        expect(std::isfinite(whole) && std::trunc(whole) == whole, value, at, "an integer");
+        if (whole < -0x1p63 || whole >= 0x1p63) {
+            at.fail("integer out of range");
+        }
+        number = static_cast<long long>(whole);
+    } else if (value.is_number_unsigned()) {
         auto const unsignedValue = value.get<std::uint64_t>();
         if (unsignedValue > static_cast<std::uint64_t>(std::numeric_limits<long long>::max())) {
             at.fail("integer out of range");
         }
         number = static_cast<long long>(unsignedValue);
     } else {
+        expect(value.is_number_integer(), value, at, "an integer");
         number = value.get<long long>();
     }
     if (number < low || number > high) {
@@ -124,19 +143,19 @@ bool boolean(Json const& value, Location const& at) {
 
 class CodePage {
 public:
-    CodePage() {
+    // The process code page; a name the Unicode library does not know is an error at `at`.
+    explicit CodePage(Location const& at) {
         name_ = qUTF8mode() != 0 ? "UTF-8" : ZELTMBDefaultCodePage();
         utf8_ = ucnv_compareNames(name_.c_str(), "UTF-8") == 0;
         if (! utf8_) {
             UErrorCode error = U_ZERO_ERROR;
             converter_.adoptInstead(ucnv_open(name_.c_str(), &error));
             if (U_FAILURE(error)) {
-                converter_.adoptInstead(nullptr);
-            } else {
-                // Refuse characters the code page cannot hold instead of substituting them.
-                ucnv_setFromUCallBack(converter_.getAlias(), UCNV_FROM_U_CALLBACK_STOP, nullptr,
-                                      nullptr, nullptr, &error);
+                at.fail("unknown code page \"" + name_ + "\"");
             }
+            // Refuse characters the code page cannot hold instead of substituting them.
+            ucnv_setFromUCallBack(converter_.getAlias(), UCNV_FROM_U_CALLBACK_STOP, nullptr,
+                                  nullptr, nullptr, &error);
         }
     }
 
@@ -147,9 +166,6 @@ public:
         if (utf8_ || utf8.empty()) {
             result = utf8;
             return true;
-        }
-        if (converter_.isNull()) {
-            return false;
         }
         icu::UnicodeString const text = icu::UnicodeString::fromUTF8(utf8);
         UErrorCode error = U_ZERO_ERROR;
@@ -613,7 +629,7 @@ ZELT_DataSource dataSource(Json const& root, Location const& at) {
     onlyKeys(root, at,
              {"timestamp", "rowCount", "weightVariable", "variables", "variableSets",
               "multipleResponseSets", "attributes", "extensions"});
-    CodePage const codePage;
+    CodePage const codePage(at);
     ZELT_DataSource source;
     if (root.contains("timestamp")) {
         source.setTimestamp(number(root["timestamp"], at / "timestamp"));
@@ -690,11 +706,77 @@ std::pair<std::size_t, std::size_t> lineAndColumn(std::string const& text, std::
     return {line, column};
 }
 
+// Reads the text for keys given twice in one object (the parser itself keeps the last) and refuses
+// the first such key, naming it by its JSON pointer. Syntax errors are left to the parser proper.
+class DuplicateKeys : public nlohmann::json_sax<Json> {
+public:
+    explicit DuplicateKeys(std::string name) : name_(std::move(name)) {}
+
+    bool null() override { return element(); }
+    bool boolean(bool) override { return element(); }
+    bool number_integer(number_integer_t) override { return element(); }
+    bool number_unsigned(number_unsigned_t) override { return element(); }
+    bool number_float(number_float_t, string_t const&) override { return element(); }
+    bool string(string_t&) override { return element(); }
+    bool binary(binary_t&) override { return element(); }
+    bool start_object(std::size_t) override { return start(true); }
+    bool start_array(std::size_t) override { return start(false); }
+    bool end_object() override { return end(); }
+    bool end_array() override { return end(); }
+    bool key(string_t& key) override {
+        Container& object = containers_.back();
+        object.key = key;
+        if (! object.keys.insert(key).second) {
+            (Location(name_, object.pointer) / key).fail("duplicate key \"" + key + "\"");
+        }
+        return true;
+    }
+    bool parse_error(std::size_t, std::string const&, nlohmann::detail::exception const&) override {
+        return false;
+    }
+
+private:
+    struct Container {
+        bool object;
+        std::string pointer;
+        std::set<std::string> keys;
+        std::string key;       // an object's current key
+        std::size_t count = 0; // an array's elements so far
+    };
+
+    // The pointer of the value that starts now in the innermost container, counted in an array.
+    std::string childPointer() {
+        if (containers_.empty()) {
+            return std::string();
+        }
+        Container& parent = containers_.back();
+        return parent.pointer + "/" +
+               (parent.object ? pointerToken(parent.key) : std::to_string(parent.count++));
+    }
+    bool element() {
+        childPointer();
+        return true;
+    }
+    bool start(bool object) {
+        containers_.push_back({object, childPointer(), {}, {}, 0});
+        return true;
+    }
+    bool end() {
+        containers_.pop_back();
+        return true;
+    }
+
+    std::string name_;
+    std::vector<Container> containers_;
+};
+
 } // namespace
 
 ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& name) {
     Json root;
     try {
+        DuplicateKeys duplicates(name);
+        Json::sax_parse(text, &duplicates);
         root = Json::parse(text);
     } catch (Json::parse_error const& error) {
         // The library's message repeats the position in its own words; keep only the reason,
@@ -723,14 +805,16 @@ ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& n
 }
 
 ZELT_DataSource loadDataSourceFile(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (! file) {
-        throw DataSourceFileError(path + ": cannot be read");
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                         &std::fclose);
+    std::string contents;
+    char buffer[65536];
+    std::size_t count = 0;
+    while (file != nullptr && (count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) {
+        contents.append(buffer, count);
     }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    if (file.bad()) {
-        throw DataSourceFileError(path + ": cannot be read");
+    if (file == nullptr || std::ferror(file.get()) != 0) {
+        throw DataSourceFileError(path + ": " + std::strerror(errno));
     }
-    return loadDataSourceJson(contents.str(), path);
+    return loadDataSourceJson(contents, path);
 }

@@ -271,8 +271,8 @@ TEST(DataSourceFile, ValueLabelsAndAttributesKeepFileOrder) {
 
 TEST(DataSourceFile, SetsExtensionsWeightAndHeader) {
     auto const ds = load(R"({
-        "timestamp": 1795345509.5, "rowCount": 250, "weightVariable": "WT",
-        "variables": [{"name": "age"}, {"name": "wt"}],
+        "timestamp": 1795345509.5, "rowCount": 2.5e2, "weightVariable": "ÉTÉ",
+        "variables": [{"name": "age"}, {"name": "été"}],
         "variableSets": [{"name": "Demo", "variables": ["age", "gone", "AGE"]}],
         "multipleResponseSets": [
             {"name": "$d", "type": "dichotomy", "countedValue": "1", "useCategoryLabels": true,
@@ -350,6 +350,15 @@ TEST(DataSourceFile, RuleBreaksNameTheLocationAndTheFault) {
         {R"({"variables": [{"type": 0}]})", "/variables/0", "missing key \"name\""},
         {R"({"variables": [{"name": ""}]})", "/variables/0/name", "empty"},
         {R"({"variables": [{"name": "Age"}, {"name": "aGE"}]})", "/variables/1/name", "duplicate"},
+        {R"({"variables": [{"name": "é"}, {"name": "É"}]})", "/variables/1/name", "duplicate"},
+        {R"({"rowCount": 1, "rowCount": 2})", "/rowCount", "duplicate key \"rowCount\""},
+        {R"({"variables": [{"name": "a", "valueLabels": [[1, "x"]]}, {"name": "b", "name": "c"}]})",
+         "/variables/1/name", "duplicate key"},
+        {R"({"attributes": {"entries": {"a/b": "x", "a/b": "y"}}})", "/attributes/entries/a~1b",
+         "duplicate key"},
+        {R"({"rowCount": 1e-3})", "/rowCount", "expected an integer, found a number with a fraction"},
+        {R"({"rowCount": 1e19})", "/rowCount", "out of range"},
+        {R"({"variables": [{"name": 1e3}]})", "/variables/0/name", "expected a string, found a number"},
         {R"({"weightVariable": "wt", "variables": [{"name": "w"}]})", "/weightVariable",
          "no variable named \"wt\""},
         {R"({"variableSets": [{"name": ""}]})", "/variableSets/0/name", "empty"},
@@ -467,6 +476,10 @@ TEST(DataSourceFile, TextsArriveInTheProcessCodePage) {
         std::string const euroName = errorOf(R"({"variableSets": [{"name": "€"}]})");
         EXPECT_TRUE(startsWith(euroName, "survey.json: /variableSets/0/name: ")) << euroName;
     }
+    {
+        testing_support::ScopedCodePage const unknown(0, "NOPE");
+        EXPECT_EQ(errorOf("{}"), "survey.json: /: unknown code page \"NOPE\"");
+    }
     // In UTF-8 mode the same texts pass unchanged, and the 5 letters are 10 bytes: too long.
     auto const ds = load(withVariables(R"({"name": "été", "label": "5 €"})"));
     EXPECT_STREQ(ds.GetVariable(0).GetName(), u8"été");
@@ -497,11 +510,16 @@ TEST(DataSourceFile, LoadsFromAFileAndNamesItInErrors) {
     }
     std::remove(path.c_str());
 
+    // Files that cannot be read give the system's reason.
     std::string const missing = ::testing::TempDir() + "no-such-dir/missing.json";
-    try {
-        loadDataSourceFile(missing);
-        ADD_FAILURE() << "a missing file was loaded";
-    } catch (DataSourceFileError const& error) {
-        EXPECT_TRUE(startsWith(error.what(), missing + ": ")) << error.what();
+    for (auto const& [unreadable, reason] :
+         {std::pair<std::string, char const*>{missing, "No such file or directory"},
+          {::testing::TempDir(), "Is a directory"}}) {
+        try {
+            loadDataSourceFile(unreadable);
+            ADD_FAILURE() << unreadable << " was loaded";
+        } catch (DataSourceFileError const& error) {
+            EXPECT_EQ(error.what(), unreadable + ": " + reason);
+        }
     }
 }

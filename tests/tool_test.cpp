@@ -5,6 +5,7 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
+#include <tuple>
 #include <unistd.h>
 #include <vector>
 
@@ -40,14 +41,17 @@ std::string writeFile(std::string const& name, std::string const& contents) {
     return path;
 }
 
-// Runs the tool with the arguments and captures its output and exit status.
-Result run(std::vector<std::string> const& arguments) {
+// Runs the tool with the arguments, standard input from a file (and standard output to one,
+// else captured), and captures its exit status and standard error.
+Result run(std::vector<std::string> const& arguments, std::string const& input = "/dev/null",
+           std::string const& output = std::string()) {
     std::string const errPath = scratch("stderr");
     std::string command = quoted(TRANSSPACE_TOOL);
     for (std::string const& argument : arguments) {
         command += " " + quoted(argument);
     }
-    command += " 2>" + quoted(errPath);
+    command += " <" + quoted(input) + (output.empty() ? "" : " >" + quoted(output)) + " 2>" +
+               quoted(errPath);
     Result result;
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) {
@@ -82,17 +86,21 @@ TEST(Tool, DictWritesTheExampleInEachForm) {
                   "<?xml version=\"1.0\" encoding=\"UTF-8\" standalone=\"no\" ?><dictionary ", 0));
     EXPECT_TRUE(contains(multibyte.out, "label=\"R\xC3\xA9gion of residence\""));
     EXPECT_TRUE(multibyte.err.empty());
+    EXPECT_EQ("</dictionary>\n", multibyte.out.substr(multibyte.out.size() - 14));
 
     Result const utf16 = run({"dict", "--utf16", "--example"});
     EXPECT_EQ(0, utf16.exit);
     ASSERT_EQ(0u, utf16.out.size() % 2);
     EXPECT_EQ(std::string("<\0?\0x\0m\0l\0", 10), utf16.out.substr(0, 10)); // no byte-order mark
+    EXPECT_EQ(std::string(">\0\n\0", 4), utf16.out.substr(utf16.out.size() - 4));
     EXPECT_EQ(utf16.out.size(), 2 * (multibyte.out.size() - 2) + 4) // "UTF-8" vs "UTF-16", é
         << "the UTF-16 text holds the same document";
 
     Result const pretty = run({"dict", "--pretty", "--example"});
     EXPECT_EQ(0, pretty.exit);
     EXPECT_TRUE(contains(pretty.out, "\n  <variable "));
+    EXPECT_FALSE(contains(pretty.out, "\n\n"));
+    EXPECT_EQ('\n', pretty.out.back());
 }
 
 TEST(Tool, DictFollowsUTF8ModeAndCodePage) {
@@ -115,23 +123,53 @@ TEST(Tool, QueriesAnswerWithTheirExitStatus) {
     Result const count = run({"query", "--double", "--example", "/dictionary", "count(variable)"});
     EXPECT_EQ(0, count.exit);
     EXPECT_EQ("14\n", count.out);
-    Result const fraction = run({"query", "--double", "--example", "/", "1 div 3"});
-    EXPECT_EQ("0.3333333333333333\n", fraction.out);
+    // Numbers as XPath writes them: plain from 1e-6 up to 1e21, the shortest round-trip digits.
+    for (auto const& [expression, text] : std::vector<std::pair<char const*, char const*>>{
+             {"1 div 3", "0.3333333333333333"},
+             {"100000", "100000"},
+             {"200000", "200000"},
+             {"0.000001", "0.000001"},
+             {"0.0000001", "1e-7"},
+             {"-0.0000012", "-0.0000012"},
+             {"123.456", "123.456"},
+             {"100000000000000000000", "100000000000000000000"},
+             {"1000000000000000000000", "1e+21"},
+             {"12345678901234567890123", "1.2345678901234568e+22"},
+             {"0 div 0", "NaN"},
+             {"1 div 0", "Infinity"},
+             {"-1 div 0", "-Infinity"}}) {
+        Result const number = run({"query", "--double", "--example", "/", "--", expression});
+        EXPECT_EQ(std::string(text) + "\n", number.out) << expression << number.err;
+    }
 
     // Several nodes where one was expected: the first, and the warning's exit status.
     Result const several = run({"query", "--example", "/dictionary", "variable/@name"});
     EXPECT_EQ(1, several.exit);
     EXPECT_EQ("id\n", several.out);
 
-    Result const nothing = run({"query", "--example", "/dictionary/nothing", "@name"});
-    EXPECT_EQ(2, nothing.exit);
-    EXPECT_TRUE(nothing.out.empty());
-    EXPECT_TRUE(contains(nothing.err, "failure"));
-
-    Result const badContext = run({"query", "--example", "/dictionary[", "@name"});
-    EXPECT_EQ(2, badContext.exit);
-    EXPECT_TRUE(badContext.out.empty());
-    EXPECT_TRUE(contains(badContext.err, "context path"));
+    // Why a query failed, or a warning, in one line of standard error.
+    struct Case {
+        char const* context;
+        char const* path;
+        int exit;
+        char const* said;
+    };
+    for (Case const& c :
+         {Case{"/dictionary/nothing", "@name", 2, "failure: the context path selects no node"},
+          Case{"/dictionary[", "@name", 2, "failure: error in the context path: Expected ']'"},
+          Case{"/dictionary", "foo:bar", 2,
+               "failure: error in the path: The prefix 'foo' is not declared."},
+          Case{"/dictionary", "current()", 2, "failure: error in the path: The function 'current'"},
+          Case{"/dictionary", "count(1)", 2, "failure: error in the path: The expression does not"},
+          Case{"/dictionary", " ", 2, "failure: the path is empty"},
+          Case{"/dictionary/variable", "@label", 0,
+               "warning: the context path selects 14 nodes; the first is used"}}) {
+        Result const result = run({"query", "--example", c.context, c.path});
+        EXPECT_EQ(c.exit, result.exit) << c.path;
+        EXPECT_EQ(0u, result.err.rfind(std::string("transspace: ") + c.said, 0)) << result.err;
+        EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << result.err;
+        EXPECT_EQ(c.exit == 2, result.out.empty());
+    }
 }
 
 TEST(Tool, QueriesXmlFilesWithNamespaces) {
@@ -143,6 +181,85 @@ TEST(Tool, QueriesXmlFilesWithNamespaces) {
     EXPECT_EQ("7\n", prefixed.out);
     Result const local = run({"query", path, "/*[local-name()='r']", "local-name(*)"});
     EXPECT_EQ("in\n", local.out);
+    Result const bound = run({"query", "-N", "d=urn:d", "--namespace=q=urn:p", "--double", path,
+                              "/d:r/d:in", "q:v/@q:n"});
+    EXPECT_EQ("7\n", bound.out) << bound.err;
+    Result const unbound = run({"query", path, "/d:r", "."});
+    EXPECT_TRUE(contains(unbound.err, "The prefix 'd' is not declared")) << unbound.err;
+}
+
+TEST(Tool, DictionaryFilesAnswerAsTheirDataSource) {
+    std::vector<std::string> files;
+    for (char const* form : {"--utf16", "--pretty", "--validate"}) {
+        Result const dict = run({"dict", form, "--example"});
+        files.push_back(writeFile(std::string("dictionary") + form + ".xml", dict.out));
+    }
+    for (std::vector<std::string> const& query : std::vector<std::vector<std::string>>{
+             {age, "@label"},
+             {"/dictionary/variable[@name='age']/missingValue[3]", "@data"},
+             {"--list", genderLabels, "valueLabel/@label"},
+             {"--double", "/dictionary", "count(*)"},
+             {"--double", "/dictionary", "count(//@*)"},
+             {"/", "namespace-uri(*)"},
+             {"-N", "d=urn:d", "/dictionary", "count(d:variable)"}}) {
+        std::vector<std::string> arguments{"query"};
+        arguments.insert(arguments.end(), query.begin(), query.end() - 2);
+        arguments.push_back("--example");
+        arguments.insert(arguments.end(), query.end() - 2, query.end());
+        Result const fromSource = run(arguments);
+        for (std::string const& file : files) {
+            arguments[arguments.size() - 3] = file;
+            Result const fromFile = run(arguments);
+            EXPECT_EQ(fromSource.out, fromFile.out) << file << " " << query.back() << fromFile.err;
+            EXPECT_EQ(fromSource.exit, fromFile.exit) << file << " " << query.back();
+        }
+    }
+}
+
+TEST(Tool, ReadsStandardInput) {
+    std::string const json = writeFile("stdin.json", R"(
+        {"variables": [{"name": "v"}]})");
+    std::string const xml = writeFile("stdin.xml", run({"dict", "--example"}).out);
+    struct Case {
+        std::vector<std::string> arguments;
+        std::string input;
+        std::string out;
+    };
+    for (Case const& c : {Case{{"query", "-", "/dictionary/variable", "@name"}, json, "v\n"},
+                          Case{{"query", "-", age, "@label"}, xml, "Age in years\n"},
+                          Case{{"query", "/dev/stdin", age, "@label"}, xml, "Age in years\n"},
+                          Case{{"validate", "-"}, xml, "(standard input): valid\n"}}) {
+        Result const result = run(c.arguments, c.input);
+        EXPECT_EQ(c.out, result.out) << c.arguments[1] << result.err;
+    }
+    Result const dict = run({"dict", "-"}, json);
+    EXPECT_EQ(0, dict.exit) << dict.err;
+    EXPECT_TRUE(contains(dict.out, "name=\"v\""));
+}
+
+TEST(Tool, WritesCompletelyOrFails) {
+    for (std::vector<std::string> const& arguments : std::vector<std::vector<std::string>>{
+             {"dict", "--example"},
+             {"--help"},
+             {"--version"},
+             {"validate", writeFile("valid.xml", run({"dict", "--example"}).out)},
+             {"query", "--example", age, "@name"},
+             {"-o", "/dev/full", "dict", "--example"}}) {
+        Result const failed = run(arguments, "/dev/null", "/dev/full");
+        EXPECT_EQ(2, failed.exit) << arguments[0];
+        EXPECT_EQ("transspace: cannot write the output: No space left on device\n", failed.err);
+    }
+    std::string const target = scratch("out.xml");
+    std::string const example = run({"dict", "--example"}).out;
+    Result const written = run({"dict", "-o", target, "--example"});
+    EXPECT_EQ(0, written.exit) << written.err;
+    EXPECT_TRUE(written.out.empty());
+    EXPECT_EQ(example, readFile(target));
+    // A failed run leaves the file as it was.
+    std::string const bad = writeFile("unwritable.json", R"({"variables": [{"name": "\u0001"}]})");
+    EXPECT_EQ(2, run({"dict", "--output=" + target, bad}).exit);
+    EXPECT_EQ(example, readFile(target));
+    std::remove(target.c_str());
 }
 
 TEST(Tool, RejectsBadXmlWithItsPosition) {
@@ -189,9 +306,24 @@ TEST(Tool, RejectsBadDataSourceFilesWithOneMessage) {
     EXPECT_EQ(2, invalid.exit);
     EXPECT_TRUE(contains(invalid.err, syntax + ":3:")) << invalid.err;
 
-    Result const missing = run({"dict", scratch("does-not-exist.json")});
-    EXPECT_EQ(2, missing.exit);
-    EXPECT_TRUE(contains(missing.err, "does-not-exist.json"));
+    // Messages that say what is wrong, on one line.
+    std::string const unwritable =
+        writeFile("unwritable.json", R"({"variables": [{"name": "a"}, {"name": "b"},
+                                        {"name": "c", "label": "x\u0001"}]})");
+    for (auto const& [arguments, message] :
+         std::vector<std::pair<std::vector<std::string>, std::string>>{
+             {{"dict", scratch("missing.json")},
+              scratch("missing.json") + ": No such file or directory"},
+             {{"query", ::testing::TempDir(), "/", "."}, ::testing::TempDir() + ": Is a directory"},
+             {{"validate", ::testing::TempDir()}, ::testing::TempDir() + ": Is a directory"},
+             {{"--code-page", "NOPE", "dict", "--example"}, "--code-page: unknown code page NOPE"},
+             {{"dict", unwritable}, "/dictionary/variable[3]/@label: U+0001"},
+             {{"dict", "--pretty", unwritable}, "/dictionary/variable[3]/@label: U+0001"}}) {
+        Result const refused = run(arguments);
+        EXPECT_EQ(2, refused.exit);
+        EXPECT_TRUE(refused.out.empty());
+        EXPECT_TRUE(contains(refused.err, message)) << refused.err;
+    }
 }
 
 TEST(Tool, UsageErrorsAndInformation) {
@@ -204,20 +336,33 @@ TEST(Tool, UsageErrorsAndInformation) {
              {"query", "--list", "--double", "--example", "/", "."},
              {"--utf8-mode", "maybe", "dict", "--example"},
              {"validate"},
-             {"validate", "a.xml", "b.xml"}}) {
+             {"validate", "a.xml", "b.xml"},
+             {"dict", "--pretty=yes", "--example"},
+             {"query", "--example", "/", "-1"},
+             {"query", "--namespace", "1x=urn:x", "--example", "/", "."}}) {
         Result const result = run(arguments);
         EXPECT_EQ(2, result.exit);
         EXPECT_TRUE(result.out.empty());
         EXPECT_TRUE(contains(result.err, "--help"));
     }
-    Result const help = run({"--help"});
-    EXPECT_EQ(0, help.exit);
-    EXPECT_TRUE(contains(help.out, "transspace dict --pretty --example"));
-    EXPECT_TRUE(contains(help.out, "transspace query --example"));
-    EXPECT_TRUE(contains(help.out, "validate FILE.xml"));
-    Result const version = run({"--version"});
-    EXPECT_EQ(0, version.exit);
-    EXPECT_EQ(0u, version.out.rfind("transspace ", 0));
+    // Help for all commands or one, the version, options written with "=" and "--".
+    for (auto const& [arguments, shown, notShown] :
+         std::vector<std::tuple<std::vector<std::string>, std::string, std::string>>{
+             {{"--help"}, "transspace dict --pretty --example", ""},
+             {{"-h"}, "validate [-o FILE] (FILE.xml | -)", ""},
+             {{"dict", "--help"}, "dict [--validate]", "query ["},
+             {{"query", "-h"}, "-N, --namespace PREFIX=URI", "dict ["},
+             {{"validate", "--help"}, "validate [-o FILE]", "query ["},
+             {{"-V"}, "transspace ", "Commands"},
+             {{"--utf8-mode=off", "--code-page=ISO-8859-1", "dict", "--example"},
+              "encoding=\"ISO-8859-1\"",
+              ""},
+             {{"query", "--double", "--example", "/", "--", "-1"}, "-1\n", ""}}) {
+        Result const result = run(arguments);
+        EXPECT_EQ(0, result.exit) << arguments[0] << result.err;
+        EXPECT_TRUE(contains(result.out, shown)) << arguments[0];
+        EXPECT_TRUE(notShown.empty() || ! contains(result.out, notShown)) << arguments[0];
+    }
 }
 
 TEST(Tool, ValidateReportsEveryErrorWithItsPosition) {
@@ -250,7 +395,7 @@ TEST(Tool, ValidateReportsEveryErrorWithItsPosition) {
 
     Result const missing = run({"validate", scratch("does-not-exist.xml")});
     EXPECT_EQ(2, missing.exit);
-    EXPECT_TRUE(contains(missing.err, "does-not-exist.xml: cannot be read"));
+    EXPECT_TRUE(contains(missing.err, "does-not-exist.xml: No such file or directory"));
 }
 
 TEST(Tool, DictValidatesBeforeWriting) {

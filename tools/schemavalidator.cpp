@@ -2,8 +2,6 @@
 
 #include "xmlfilereader.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <unicode/unistr.h>
 #include <xercesc/framework/MemBufInputSource.hpp>
@@ -173,14 +171,5 @@ std::vector<ValidationError> DictionaryValidator::validate(std::string_view byte
 }
 
 std::vector<ValidationError> DictionaryValidator::validateFile(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (! file) {
-        throw XmlFileError(path + ": cannot be read");
-    }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    if (file.bad()) {
-        throw XmlFileError(path + ": cannot be read");
-    }
-    return validate(contents.str(), path);
+    return validate(readInputFile(path), inputName(path));
 }

@@ -1,8 +1,10 @@
 #include "xmlfilereader.h"
 
-#include <fstream>
-#include <sstream>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
 #include <unicode/unistr.h>
+#include <unistd.h>
 #include <xercesc/dom/DOMException.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLValidator.hpp>
@@ -155,15 +157,37 @@ XmlDocument readXmlText(std::string const& text, std::string const& name) {
     return document;
 }
 
+std::string inputName(std::string const& path) {
+    return path == "-" ? "(standard input)" : path;
+}
+
+std::string readInputFile(std::string const& path) {
+    bool const standardInput = path == "-";
+    int const descriptor =
+        standardInput ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) {
+        throw XmlFileError(inputName(path) + ": " + std::strerror(errno));
+    }
+    std::string contents;
+    char buffer[65536];
+    ssize_t count = 0;
+    while ((count = ::read(descriptor, buffer, sizeof buffer)) != 0) {
+        if (count > 0) {
+            contents.append(buffer, static_cast<std::size_t>(count));
+        } else if (errno != EINTR) {
+            break;
+        }
+    }
+    int const error = errno;
+    if (! standardInput) {
+        ::close(descriptor);
+    }
+    if (count < 0) {
+        throw XmlFileError(inputName(path) + ": " + std::strerror(error));
+    }
+    return contents;
+}
+
 XmlDocument readXmlFile(std::string const& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (! file) {
-        throw XmlFileError(path + ": cannot be read");
-    }
-    std::ostringstream contents;
-    contents << file.rdbuf();
-    if (file.bad()) {
-        throw XmlFileError(path + ": cannot be read");
-    }
-    return readXmlText(contents.str(), path);
+    return readXmlText(readInputFile(path), inputName(path));
 }

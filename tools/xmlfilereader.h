@@ -27,6 +27,13 @@ constexpr unsigned xmlEntityExpansionLimit = 10000;
 // depth, and the library writes no document deeper than this either.
 constexpr unsigned xmlNestingLimit = 4096;
 
+// The whole content of a file, or of standard input for "-"; throws XmlFileError
+// "NAME: system reason" when it cannot be read.
+std::string readInputFile(std::string const& path);
+// How a file is named in messages: "(standard input)" for "-", else the path as given.
+std::string inputName(std::string const& path);
+
+// Reads and parses the file ("-": standard input).
 XmlDocument readXmlFile(std::string const& path);
 
 // UTF-8 text of the XML libraries' UTF-16 text (messages, names); empty for a null pointer.
