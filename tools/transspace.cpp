@@ -634,32 +634,6 @@ std::string numberText(double number) {
            digits.substr(static_cast<std::size_t>(exponent + 1));
 }
 
-// Standard error goes nowhere while this lives: the evaluator prints its own account of a path
-// that does not parse, which the tool says in one line of its own instead.
-class QuietStandardError {
-public:
-    QuietStandardError() : saved_(::dup(STDERR_FILENO)) {
-        std::fflush(stderr);
-        int const nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (nowhere >= 0) {
-            ::dup2(nowhere, STDERR_FILENO);
-            ::close(nowhere);
-        }
-    }
-    ~QuietStandardError() {
-        std::fflush(stderr);
-        if (saved_ >= 0) {
-            ::dup2(saved_, STDERR_FILENO);
-            ::close(saved_);
-        }
-    }
-    QuietStandardError(QuietStandardError const&) = delete;
-    QuietStandardError& operator=(QuietStandardError const&) = delete;
-
-private:
-    int saved_;
-};
-
 // The evaluator's message in one line.
 std::string xalanMessage(xalanc::XSLException const& exception) {
     std::string message = utf8Text(exception.getMessage().c_str());
@@ -682,7 +656,6 @@ bool blank(std::string const& text) {
 
 // How many nodes the context path selects; -1 when that cannot be told.
 double contextNodeCount(TransValue const& value, std::string const& context) {
-    QuietStandardError const quiet;
     TransStatus status;
     try {
         double const count = value.asDouble(
@@ -697,7 +670,6 @@ double contextNodeCount(TransValue const& value, std::string const& context) {
 // it as a context path (whose errors the library passes on); empty when it gives none.
 std::string pathError(TransValue const& value, std::string const& context,
                       std::string const& path) {
-    QuietStandardError const quiet;
     // Errors of the path alone (syntax, unknown functions and prefixes, a guard's refusal) name
     // only the path; others come from running it at the context node, in a predicate.
     for (std::string const& probe :
@@ -884,7 +856,6 @@ int queryCommand(Arguments& arguments, Output& output) {
     TransStatus status;
     std::vector<std::string> lines;
     try {
-        QuietStandardError const quiet;
         switch (kind) {
         case Kind::String: {
             std::unique_ptr<TransString> result(value.asString(context, path, status));
