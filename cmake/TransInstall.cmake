@@ -1,5 +1,5 @@
-# Installation: libraries, headers, the dictionary schema, the CMake package and the pkg-config
-# file.
+# Installation: libraries, headers, the dictionary schema, the license, the CMake package and the
+# pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(TRANS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TransSpace")
@@ -16,6 +16,8 @@ install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" "${PROJECT_SOURCE_DIR}/dataso
 
 install(FILES "${PROJECT_SOURCE_DIR}/schema/dictionary-1.0.xsd"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/transspace")
+
+install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/transspace")
 
 install(EXPORT TransSpaceTargets NAMESPACE TransSpace:: DESTINATION "${TRANS_CMAKE_DIR}")
 
