@@ -1,3 +1,5 @@
+#include "transversion.h"
+
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -217,7 +219,7 @@ TEST(Tool, UsageErrorsAndInformation) {
     EXPECT_TRUE(contains(help.out, "validate FILE.xml"));
     Result const version = run({"--version"});
     EXPECT_EQ(0, version.exit);
-    EXPECT_EQ(0u, version.out.rfind("transspace ", 0));
+    EXPECT_EQ("transspace " TRANSSPACE_VERSION_STRING "\n", version.out);
 }
 
 TEST(Tool, ValidateReportsEveryErrorWithItsPosition) {

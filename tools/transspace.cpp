@@ -3,6 +3,7 @@
 #include "transspace.h"
 #include "schemavalidator.h"
 #include "transdictionaryimpl.h"
+#include "transversion.h"
 #include "transxerces.h"
 #include "xmlfilereader.h"
 #include "zeltdatasourcefile.h"
@@ -334,7 +335,7 @@ int run(std::vector<std::string> arguments) {
         return exitClean;
     }
     if (command == "--version") {
-        std::printf("transspace %s\n", TRANSSPACE_VERSION);
+        std::printf("transspace %s\n", transVersion());
         return exitClean;
     }
     if (command != "dict" && command != "query" && command != "validate") {
