@@ -30,5 +30,20 @@ install(FILES "${PROJECT_BINARY_DIR}/TransSpaceConfig.cmake"
               "${PROJECT_SOURCE_DIR}/cmake/FindXalanC.cmake"
     DESTINATION "${TRANS_CMAKE_DIR}")
 
+# The pkg-config file finds the prefix from its own place, so that a copy installed with
+# `cmake --install --prefix` elsewhere (or moved) still gives the right flags. Absolute install
+# directories cannot move, and are written as they are.
+set(TRANS_PKGCONFIG_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(TRANS_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+    set(TRANS_PC_LIBDIR "${CMAKE_INSTALL_FULL_LIBDIR}")
+    set(TRANS_PC_INCLUDEDIR "${CMAKE_INSTALL_FULL_INCLUDEDIR}")
+else()
+    file(RELATIVE_PATH _trans_pc_up "/prefix/${TRANS_PKGCONFIG_DIR}" "/prefix")
+    string(REGEX REPLACE "/$" "" _trans_pc_up "${_trans_pc_up}")
+    set(TRANS_PC_PREFIX "\${pcfiledir}/${_trans_pc_up}")
+    set(TRANS_PC_LIBDIR "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+    set(TRANS_PC_INCLUDEDIR "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+endif()
 configure_file("${PROJECT_SOURCE_DIR}/cmake/transspace.pc.in" "${PROJECT_BINARY_DIR}/transspace.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/transspace.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+install(FILES "${PROJECT_BINARY_DIR}/transspace.pc" DESTINATION "${TRANS_PKGCONFIG_DIR}")
