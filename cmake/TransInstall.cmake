@@ -1,5 +1,5 @@
-# Installation: libraries, headers, the dictionary schema, the license, the CMake package and the
-# pkg-config file.
+# Installation: libraries, headers, the dictionary schema, the license, the tool's manual page, the
+# CMake package and the pkg-config file.
 include(CMakePackageConfigHelpers)
 
 set(TRANS_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TransSpace")
@@ -18,6 +18,9 @@ install(FILES "${PROJECT_SOURCE_DIR}/schema/dictionary-1.0.xsd"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/transspace")
 
 install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/transspace")
+
+configure_file("${PROJECT_SOURCE_DIR}/docs/transspace.1.in" "${PROJECT_BINARY_DIR}/transspace.1" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/transspace.1" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1")
 
 install(EXPORT TransSpaceTargets NAMESPACE TransSpace:: DESTINATION "${TRANS_CMAKE_DIR}")
 
