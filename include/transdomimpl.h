@@ -1,25 +1,3 @@
-// TransDOMImpl: a whole XML document as a value.
-//
-// A document value owns its own Xerces document, which never changes after construction, and a
-// Xalan view of it on which XPath queries run. It is built from a caller's document (copied: only
-// the document element and its subtree), from another document value (copied), or from a data
-// source (the dictionary document, taken over). Document values may only exist while a TransSpace
-// is alive or the caller keeps the XML libraries initialised itself.
-//
-// Queries take a context path, evaluated at the document node to select one node, and a path
-// evaluated at that node. Prefixes in both resolve against the namespace declarations anywhere in
-// the document. The result is converted by XPath's own rules; node sets give the nodes' DOM node
-// values (an attribute's value, a text node's text, the empty string for an element):
-//   failure + warning  blank context or path, no context node, an error in the path, or a result
-//                      type that has no conversion;
-//   warning alone      an empty answer, no number, an empty node set, or several nodes where one
-//                      was expected (asString, asDouble);
-//   no flag            one clean answer.
-// An error raised while evaluating the context path (a syntax error, a result that is not a node
-// set) is an XPath exception thrown to the caller; handle it while the XML libraries are still up
-// (before the last TransSpace goes), since the exception's text lives in their memory. A document
-// without any element (a value made from a null document) has no node to select: its context paths
-// select nothing.
 #ifndef TRANSDOMIMPL_H
 #define TRANSDOMIMPL_H
 
@@ -47,45 +25,71 @@ class PathEvaluator;
 
 class ZELT_DataSource;
 
+/// TransDOMImpl: a whole XML document as a value.
+///
+/// A document value owns its own Xerces document, which never changes after construction, and a
+/// Xalan view of it on which XPath queries run. It is built from a caller's document (copied: only
+/// the document element and its subtree), from another document value (copied), or from a data
+/// source (the dictionary document, taken over). Document values may only exist while a TransSpace
+/// is alive or the caller keeps the XML libraries initialised itself.
+///
+/// Queries take a context path, evaluated at the document node to select one node, and a path
+/// evaluated at that node. Prefixes in both resolve against the namespace declarations anywhere in
+/// the document. The result is converted by XPath's own rules; node sets give the nodes' DOM node
+/// values (an attribute's value, a text node's text, the empty string for an element):
+/// - failure + warning: blank context or path, no context node, an error in the path, or a result
+///   type that has no conversion;
+/// - warning alone: an empty answer, no number, an empty node set, or several nodes where one was
+///   expected (asString, asDouble);
+/// - no flag: one clean answer.
+///
+/// An error raised while evaluating the context path (a syntax error, a result that is not a node
+/// set) is an XPath exception thrown to the caller; handle it while the XML libraries are still up
+/// (before the last TransSpace goes), since the exception's text lives in their memory. A document
+/// without any element (a value made from a null document) has no node to select: its context paths
+/// select nothing.
 class TRANS_EXPORT TransDOMImpl : public TransValueImpl {
 public:
-    // A copy of the caller's document element and its subtree; a null pointer, or a document
-    // without an element, gives an empty document. The caller keeps its document.
+    /// A copy of the caller's document element and its subtree; a null pointer, or a document
+    /// without an element, gives an empty document. The caller keeps its document.
     explicit TransDOMImpl(xercesc::DOMDocument const* document);
-    // A copy with its own document, view and evaluator.
+    /// A copy with its own document, view and evaluator.
     TransDOMImpl(TransDOMImpl const& other);
-    // The dictionary document of the data source. Exceptions of the XML library raised while the
-    // dictionary is filled pass to the caller. Should the document not be created at all, the
-    // value holds an empty document.
+    /// The dictionary document of the data source. Exceptions of the XML library raised while the
+    /// dictionary is filled pass to the caller. Should the document not be created at all, the
+    /// value holds an empty document.
     explicit TransDOMImpl(ZELT_DataSource const& source);
+    /// Destruction, assignment and swap.
+    ///@{
     ~TransDOMImpl() override;
     TransDOMImpl& operator=(TransDOMImpl other) noexcept;
     void swap(TransDOMImpl& other) noexcept;
+    ///@}
 
     TransDOMImpl* clone() const override;
     TransString* asString(TransString const& context, TransString const& path,
                           TransStatus& status) const override;
     TransStringList* asStringList(TransString const& context, TransString const& path,
                                   TransStatus& status) const override;
-    // Documents with elements nested deeper than this are not written: the serializer recurses
-    // once per level, and this keeps it within about half a megabyte of stack.
+    /// Documents with elements nested deeper than this are not written: the serializer recurses
+    /// once per level, and this keeps it within about half a megabyte of stack.
     static constexpr std::size_t maxWriteDepth = 4096;
 
-    // The document as XML text in the process code page, named in the declaration; characters the
-    // code page lacks are written as character references. Failure (with whatever was written)
-    // when the serializer raises, for instance for a character that XML cannot carry; failure and
-    // warning with an empty text when the process has no code page name or the document is nested
-    // deeper than maxWriteDepth.
+    /// The document as XML text in the process code page, named in the declaration; characters the
+    /// code page lacks are written as character references. Failure (with whatever was written)
+    /// when the serializer raises, for instance for a character that XML cannot carry; failure and
+    /// warning with an empty text when the process has no code page name or the document is nested
+    /// deeper than maxWriteDepth.
     TransString* asMBCSXML(TransStatus& status) const override;
-    // The document as XML text in UTF-16 (no byte-order mark). Failure as for asMBCSXML.
+    /// The document as XML text in UTF-16 (no byte-order mark). Failure as for asMBCSXML.
     TransString* asUTF16XML(TransStatus& status) const override;
-    // asUTF16XML, always with the warning flag.
+    /// asUTF16XML, always with the warning flag.
     TransString* asString(TransStatus& status) const override;
     double asDouble(TransString const& context, TransString const& path,
                     TransStatus& status) const override;
-    // The missing value with failure and warning: a document has no number.
+    /// The missing value with failure and warning: a document has no number.
     double asDouble(TransStatus& status) const override;
-    // The Xalan view of the document, owned by the value; the same pointer on every call.
+    /// The Xalan view of the document, owned by the value; the same pointer on every call.
     xalanc::XalanDocument* asXalanDocument(TransStatus& status) const override;
 
 private:
@@ -100,8 +104,8 @@ private:
     struct EvaluatorDeleter {
         void operator()(trans::PathEvaluator* evaluator) const noexcept;
     };
-    // What queries reuse: the document as a Xalan source tree, its namespace declarations and
-    // compiled paths. The document never changes, so these are made once.
+    /// What queries reuse: the document as a Xalan source tree, its namespace declarations and
+    /// compiled paths. The document never changes, so these are made once.
     struct QueryState;
     struct QueryStateDeleter {
         void operator()(QueryState* state) const noexcept;
@@ -110,7 +114,7 @@ private:
 
     void init();
     void copyDocument(xercesc::DOMDocument const* source);
-    // The bridged Xalan view of the document, made on first need.
+    /// The bridged Xalan view of the document, made on first need.
     xalanc::XalanDocument* view() const;
     QueryState& queryState() const;
     TransString* writeXML(bool utf16, TransStatus& status) const;
@@ -123,15 +127,15 @@ private:
                        Evaluation evaluation) const;
     xalanc::XObjectPtr evaluate(char16_t const* context, char16_t const* path, TransStatus& status,
                                 Evaluation evaluation) const;
-    // Evaluation on the bridged view with a prefix resolver and paths made for this query only.
+    /// Evaluation on the bridged view with a prefix resolver and paths made for this query only.
     xalanc::XObjectPtr evaluateXPath(char16_t const* context, char16_t const* path,
                                      TransStatus& status) const;
-    // The same results from the source tree, the namespace table and compiled paths made once.
+    /// The same results from the source tree, the namespace table and compiled paths made once.
     xalanc::XObjectPtr evaluateCached(char16_t const* context, char16_t const* path,
                                       TransStatus& status) const;
 
-    // Declared in this order; destroyed query state first, then the liaison (with the view),
-    // then the evaluator, then the document (see the destructor).
+    /// Declared in this order; destroyed query state first, then the liaison (with the view),
+    /// then the evaluator, then the document (see the destructor).
     std::unique_ptr<xercesc::DOMDocument, DocumentReleaser> xercesDocument_;
     std::unique_ptr<xalanc::XercesParserLiaison, LiaisonDeleter> parserLiaison_;
     mutable xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_

@@ -1,5 +1,5 @@
-// Symbol export for libtransspace: every public class carries TRANS_EXPORT, everything else is
-// hidden.
+/// Symbol export for libtransspace: every public class carries TRANS_EXPORT, everything else is
+/// hidden.
 #ifndef TRANSEXPORT_H
 #define TRANSEXPORT_H
 

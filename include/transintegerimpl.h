@@ -1,7 +1,7 @@
-// TransIntegerImpl: a 64-bit signed integer, made by the dictionary builder to write integers.
-//
-// asString writes the integer exactly, without grouping, in the process's LC_NUMERIC locale;
-// asDouble converts it with no flag.
+/// TransIntegerImpl: a 64-bit signed integer, made by the dictionary builder to write integers.
+///
+/// asString writes the integer exactly, without grouping, in the process's LC_NUMERIC locale;
+/// asDouble converts it with no flag.
 #ifndef TRANSINTEGERIMPL_H
 #define TRANSINTEGERIMPL_H
 
@@ -10,12 +10,17 @@
 
 class TRANS_EXPORT TransIntegerImpl : public TransValueImpl {
 public:
+    /// Holds the integer.
     explicit TransIntegerImpl(long long value) noexcept;
+    /// Copies, assignment and swap: values of this kind.
+    ///@{
     TransIntegerImpl(TransIntegerImpl const& other) = default;
     ~TransIntegerImpl() override;
     TransIntegerImpl& operator=(TransIntegerImpl other) noexcept;
     void swap(TransIntegerImpl& other) noexcept;
+    ///@}
 
+    /// The integer.
     long long asInteger() const noexcept { return value_; }
 
     TransIntegerImpl* clone() const override;

@@ -1,4 +1,4 @@
-// TransNullImpl: no value. Every query fails with failure and warning.
+/// TransNullImpl: no value. Every query fails with failure and warning.
 #ifndef TRANSNULLIMPL_H
 #define TRANSNULLIMPL_H
 
@@ -7,11 +7,15 @@
 
 class TRANS_EXPORT TransNullImpl : public TransValueImpl {
 public:
+    /// The null value.
     TransNullImpl() = default;
+    /// Copies, assignment and swap: values of this kind.
+    ///@{
     TransNullImpl(TransNullImpl const& other) = default;
     ~TransNullImpl() override;
     TransNullImpl& operator=(TransNullImpl other) noexcept;
     void swap(TransNullImpl& other) noexcept;
+    ///@}
 
     TransNullImpl* clone() const override;
     TransString* asString(TransString const& context, TransString const& path,

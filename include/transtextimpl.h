@@ -1,7 +1,7 @@
-// TransTextImpl: a text, stored as given (not trimmed).
-//
-// asString returns a copy (warning when empty); asDouble parses it in the process's LC_NUMERIC
-// locale, failure and warning when it is not a number.
+/// TransTextImpl: a text, stored as given (not trimmed).
+///
+/// asString returns a copy (warning when empty); asDouble parses it in the process's LC_NUMERIC
+/// locale, failure and warning when it is not a number.
 #ifndef TRANSTEXTIMPL_H
 #define TRANSTEXTIMPL_H
 
@@ -10,11 +10,15 @@
 
 class TRANS_EXPORT TransTextImpl : public TransValueImpl {
 public:
+    /// Holds a copy of the text.
     explicit TransTextImpl(TransString const& text);
+    /// Copies, assignment and swap: values of this kind.
+    ///@{
     TransTextImpl(TransTextImpl const& other) = default;
     ~TransTextImpl() override;
     TransTextImpl& operator=(TransTextImpl other) noexcept;
     void swap(TransTextImpl& other) noexcept;
+    ///@}
 
     TransTextImpl* clone() const override;
     TransString* asString(TransString const& context, TransString const& path,

@@ -1,5 +1,5 @@
-// TransXMLChArray: every element name, attribute name and keyword of the dictionary document, as
-// zero-terminated UTF-16 constants named after their text with the suffix _s.
+/// TransXMLChArray: every element name, attribute name and keyword of the dictionary document, as
+/// zero-terminated UTF-16 constants named after their text with the suffix _s.
 #ifndef TRANSXMLCHARRAY_H
 #define TRANSXMLCHARRAY_H
 
@@ -9,9 +9,11 @@
 
 class TRANS_EXPORT TransXMLChArray {
 public:
+    /// Not instantiated: the names are static.
     TransXMLChArray() = delete;
 
-    // Document header
+    /// Document header.
+    ///@{
     static XMLCh const dictionary_s[];
     static XMLCh const xmlns_s[];
     static XMLCh const xmlnsXsi_s[];
@@ -23,8 +25,10 @@ public:
     static XMLCh const locale_s[];
     static XMLCh const creationDateTime_s[];
     static XMLCh const rowCount_s[];
+    ///@}
 
-    // Variables
+    /// Variables.
+    ///@{
     static XMLCh const variable_s[];
     static XMLCh const name_s[];
     static XMLCh const label_s[];
@@ -39,8 +43,10 @@ public:
     static XMLCh const ordinal_s[];
     static XMLCh const scale_s[];
     static XMLCh const displayWidth_s[];
+    ///@}
 
-    // Formats
+    /// Formats.
+    ///@{
     static XMLCh const variableFormat_s[];
     static XMLCh const variableWriteFormat_s[];
     static XMLCh const width_s[];
@@ -96,25 +102,33 @@ public:
     static XMLCh const Z_s[];
     static XMLCh const MTIME_s[];
     static XMLCh const YMDHMS_s[];
+    ///@}
 
-    // Missing values
+    /// Missing values.
+    ///@{
     static XMLCh const missingValue_s[];
     static XMLCh const data_s[];
     static XMLCh const lowest_s[];
     static XMLCh const highest_s[];
     static XMLCh const lowerBound_s[];
     static XMLCh const upperBound_s[];
+    ///@}
 
-    // Value labels
+    /// Value labels.
+    ///@{
     static XMLCh const valueLabelSet_s[];
     static XMLCh const valueLabel_s[];
     static XMLCh const value_s[];
     static XMLCh const valueLabelVariable_s[];
+    ///@}
 
-    // Weight variable
+    /// Weight variable.
+    ///@{
     static XMLCh const weightVariable_s[];
+    ///@}
 
-    // Variable sets and multiple-response sets
+    /// Variable sets and multiple-response sets.
+    ///@{
     static XMLCh const variableSet_s[];
     static XMLCh const variableSetVariable_s[];
     static XMLCh const multipleResponseSet_s[];
@@ -126,25 +140,33 @@ public:
     static XMLCh const countedValues_s[];
     static XMLCh const variableLabels_s[];
     static XMLCh const variableLabel_s[];
+    ///@}
 
-    // Attributes
+    /// Attributes.
+    ///@{
     static XMLCh const attributeSet_s[];
     static XMLCh const version_s[];
     static XMLCh const attribute_s[];
     static XMLCh const attributeValue_s[];
     static XMLCh const system_s[];
     static XMLCh const user_s[];
+    ///@}
 
-    // Extensions
+    /// Extensions.
+    ///@{
     static XMLCh const extension_s[];
     static XMLCh const elementSize_s[];
     static XMLCh const length_s[];
+    ///@}
 
-    // XML output
+    /// XML output.
+    ///@{
     static XMLCh const LS_s[];
     static XMLCh const UTF16_s[];
+    ///@}
 
-    // Reserved: part of the format, written by no operation of the library
+    /// Reserved: part of the format, written by no operation of the library.
+    ///@{
     static XMLCh const dataType_s[];
     static XMLCh const dichotomy_s[];
     static XMLCh const named_s[];
@@ -157,6 +179,7 @@ public:
     static XMLCh const variableKey_s[];
     static XMLCh const variableNameType_s[];
     static XMLCh const work_s[];
+    ///@}
 };
 
 #endif // TRANSXMLCHARRAY_H

@@ -14,7 +14,7 @@ if [ "${#targets[@]}" -eq 0 ]; then
     targets=(queries text json xmlreader)
 fi
 
-scripts/setup.sh
+scripts/setup.sh fuzz
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz
 

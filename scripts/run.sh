@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Sets up the machine, builds, and runs the main job on the built-in example: the dictionary
-# document of the example survey, then three queries on it.
+# Sets up the machine (what the build needs), builds the tool, and runs the main job on the built-in
+# example: the dictionary document of the example survey, then three queries on it.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-scripts/setup.sh
+scripts/setup.sh build
 cmake --preset default >/dev/null
 cmake --build --preset default --target transspace_tool
 tool=build/tools/transspace

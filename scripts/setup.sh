@@ -1,15 +1,54 @@
 #!/usr/bin/env bash
-# Installs what the build, tests, benchmarks and tool need on Debian 12 and generates the locales
-# the tests use. Idempotent and quiet: it installs only what is missing.
+# Installs on Debian 12 what one purpose needs, and nothing more; idempotent and quiet (it installs
+# only what is missing).
+#
+#   scripts/setup.sh [PURPOSE...]      default: build
+#
+#   build      compiler, CMake, Ninja, pkg-config and the libraries' -dev packages: library and tool
+#   test       build, GoogleTest and the locales the tests use (also enough for the sanitizer runs,
+#              whose run-time libraries come with g++)
+#   bench      build, Google Benchmark and libxml2 (the benchmarks' yardstick)
+#   valgrind   test and valgrind
+#   fuzz       build, clang and its libFuzzer run-time
+#   format     clang-format
+#   docs       build and doxygen (the API reference)
+#   ci         every purpose above
 set -euo pipefail
 
-packages=(
-    cmake ninja-build g++ clang pkg-config
-    libicu-dev libxerces-c-dev libxalan-c-dev nlohmann-json3-dev
-    libgtest-dev libgmock-dev libbenchmark-dev libxml2-dev
-    libclang-rt-14-dev clang-format valgrind locales
-)
-locales=(en_US.UTF-8 de_DE.UTF-8 tr_TR.UTF-8 ar_EG.UTF-8 fa_IR.UTF-8)
+purposes=("$@")
+if [ "${#purposes[@]}" -eq 0 ]; then
+    purposes=(build)
+fi
+
+build=(cmake ninja-build g++ pkg-config libicu-dev libxerces-c-dev libxalan-c-dev nlohmann-json3-dev)
+packages=()
+locales=()
+add_test_needs() {
+    packages+=("${build[@]}" libgtest-dev locales)
+    locales=(en_US.UTF-8 de_DE.UTF-8 tr_TR.UTF-8 ar_EG.UTF-8 fa_IR.UTF-8)
+}
+for purpose in "${purposes[@]}"; do
+    case "$purpose" in
+    build) packages+=("${build[@]}") ;;
+    test) add_test_needs ;;
+    bench) packages+=("${build[@]}" libbenchmark-dev libxml2-dev) ;;
+    valgrind)
+        add_test_needs
+        packages+=(valgrind)
+        ;;
+    fuzz) packages+=("${build[@]}" clang libclang-rt-14-dev) ;;
+    format) packages+=(clang-format) ;;
+    docs) packages+=("${build[@]}" doxygen) ;;
+    ci)
+        add_test_needs
+        packages+=(libbenchmark-dev libxml2-dev valgrind clang libclang-rt-14-dev clang-format doxygen)
+        ;;
+    *)
+        echo "setup: unknown purpose '$purpose' (build, test, bench, valgrind, fuzz, format, docs, ci)" >&2
+        exit 1
+        ;;
+    esac
+done
 
 sudo=()
 if [ "$(id -u)" -ne 0 ]; then
@@ -22,7 +61,7 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 
 missing=()
-for package in "${packages[@]}"; do
+for package in $(printf '%s\n' "${packages[@]}" | sort -u); do
     if ! dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed"; then
         missing+=("$package")
     fi

@@ -12,6 +12,7 @@ cd "$(dirname "$0")/.."
 build="${BUILD_DIR:-build}"
 filter="${1:-*}"
 binary="$build/tests/transspace_tests"
+scripts/setup.sh valgrind
 if [ ! -x "$binary" ]; then
     echo "valgrind: $binary is missing; run scripts/test.sh first" >&2
     exit 1

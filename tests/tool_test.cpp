@@ -1,3 +1,5 @@
+#include "transversion.h"
+
 #include <array>
 #include <cstdio>
 #include <fstream>
@@ -363,6 +365,8 @@ TEST(Tool, UsageErrorsAndInformation) {
         EXPECT_TRUE(contains(result.out, shown)) << arguments[0];
         EXPECT_TRUE(notShown.empty() || ! contains(result.out, notShown)) << arguments[0];
     }
+    Result const version = run({"--version"});
+    EXPECT_EQ("transspace " TRANSSPACE_VERSION_STRING "\n", version.out);
 }
 
 TEST(Tool, ValidateReportsEveryErrorWithItsPosition) {

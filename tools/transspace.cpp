@@ -3,6 +3,7 @@
 #include "transspace.h"
 #include "schemavalidator.h"
 #include "transdictionaryimpl.h"
+#include "transversion.h"
 #include "transxerces.h"
 #include "xmlfilereader.h"
 #include "zeltdatasourcefile.h"
@@ -920,7 +921,7 @@ int run(std::vector<std::string> const& argumentList, Output& output) {
             output.finish();
             return exitClean;
         } else if (arguments.flag({"-V", "--version"})) {
-            std::printf("transspace %s\n", TRANSSPACE_VERSION);
+            std::printf("transspace %s\n", transVersion());
             return exitClean;
         } else if (! commonOption(arguments, output)) {
             command = ! arguments.isOption();

@@ -1,0 +1,5 @@
+#include "transversion.h"
+
+char const* transVersion() noexcept {
+    return TRANSSPACE_VERSION_STRING;
+}
