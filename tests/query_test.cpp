@@ -4,6 +4,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -100,6 +101,12 @@ std::vector<Query> const queries = {
     {u"/root", u"no-such-function()", u"", "F+W", {}, "F+W", missing, "F+W"},
     {u"/root", u"q:item", u"", "F+W", {}, "F+W", missing, "F+W"},
 };
+
+// A failing case names its paths, not the bytes of the record.
+void PrintTo(Query const& query, std::ostream* out) {
+    *out << testing_support::mbcs(TransString(query.context)) << " | "
+         << testing_support::mbcs(TransString(query.path));
+}
 
 class Queries : public ::testing::TestWithParam<Query> {
 protected:
