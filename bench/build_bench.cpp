@@ -5,15 +5,21 @@
 //   valueFromDataSource/N  TransValue(dataSource) as a whole
 //   spaceAdd/N             TransSpace::add of that value (removed again outside the timing)
 //   asMBCSXML/N, asUTF16XML/N             the value's XML text
+//   asXalanDocument/N      the bridged view of a fresh copy of the value (copied outside the
+//   timing) firstQuery/N           the first query on a fresh copy (one variable's label): the
+//   source tree
+//                          and the context index are made
 //   directWriteMBCS/N, directWriteUTF16/N a DOMLSSerializer writing the same document, set up as
 //                                         the library sets it up
 //
-// N is the number of variables: 1,000, 10,000 and 100,000 (the XML text at 100,000 only). Before
+// N is the number of variables: 1,000, 10,000 and 100,000 (the XML text at 100,000 only, the
+// view and the first query at 10,000 and 100,000). Before
 // anything is timed the program checks that addDictionary and buildDirectDictionary make documents
 // with the same UTF-16 text at 1,000 variables (exit status 1 with the first difference if not),
 // and that the library's XML text equals the direct write's. Own options: see benchsupport.h.
 #include "benchsupport.h"
 #include "directdictionary.h"
+#include "generator.h"
 #include "transdictionaryimpl.h"
 #include "transspace.h"
 #include "transutil.h"
@@ -206,6 +212,44 @@ void spaceAdd(benchmark::State& state, int n, std::string const& name) {
     }
 }
 
+// Runs `use` on a fresh copy of the size's value per iteration.
+template <typename Use>
+void onFreshCopies(benchmark::State& state, int n, std::string const& name, Use use) {
+    TransValue const& original = fixtures->value(n);
+    std::optional<TransValue> copy;
+    timingStarts(name);
+    for (auto _ : state) {
+        state.PauseTiming();
+        copy.reset();
+        copy.emplace(original);
+        state.ResumeTiming();
+        if (! use(*copy)) {
+            state.SkipWithError("the value gave no answer");
+            break;
+        }
+    }
+}
+
+void asXalanDocument(benchmark::State& state, int n, std::string const& name) {
+    onFreshCopies(state, n, name, [](TransValue const& fresh) {
+        TransStatus status;
+        return fresh.asXalanDocument(status) != nullptr;
+    });
+}
+
+void firstQuery(benchmark::State& state, int n, std::string const& name) {
+    TransString const context(
+        ("/dictionary/variable[@name='" + variableName(n / 2) + "']").c_str());
+    TransString const path("attribute::label");
+    onFreshCopies(state, n, name, [&](TransValue const& fresh) {
+        TransStatus status;
+        TransString* label = fresh.asString(context, path, status);
+        bool const answered = ! label->empty();
+        TransValue::releaseString(label);
+        return answered;
+    });
+}
+
 // Checks the XML texts once per size, before the first timed write.
 void checkWritesOnce(int n) {
     if (! fixtures->writesChecked[n]) {
@@ -291,6 +335,10 @@ int main(int argc, char** argv) {
         registerSized("directDictionary", directDictionary, n);
         registerSized("valueFromDataSource", valueFromDataSource, n);
         registerSized("spaceAdd", spaceAdd, n);
+        if (n >= 10000) {
+            registerSized("asXalanDocument", asXalanDocument, n);
+            registerSized("firstQuery", firstQuery, n);
+        }
     }
     registerWrite("asMBCSXML", asXML, false);
     registerWrite("directWriteMBCS", directWriteXML, false);

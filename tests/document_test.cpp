@@ -1,11 +1,17 @@
 #include "testsupport.h"
 #include "transdomimpl.h"
 #include "transspace.h"
+#include "transversion.h"
 #include "xmlsupport.h"
 
+#include <cstdint>
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <vector>
+#include <xalanc/XalanDOM/XalanDOMString.hpp>
+#include <xalanc/XercesParserLiaison/XercesWrapperToXalanNodeMap.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 
 using testing_support::flags;
@@ -16,6 +22,9 @@ using testing_support::ScopedCodePage;
 using testing_support::take;
 using testing_support::treeShape;
 using testing_support::utf16;
+
+#define TEST_STRINGIFY_NAME(name) #name
+#define TEST_STRINGIFY(name) TEST_STRINGIFY_NAME(name)
 
 namespace {
 
@@ -170,4 +179,70 @@ TEST(DocumentSpaces, FirstSpaceDestroyedLeavesTheSecondsDocumentsUsable) {
     EXPECT_EQ("none", flags(status));
     TransValue const copy(stored);
     EXPECT_EQ(take(stored.asUTF16XML()), take(copy.asUTF16XML()));
+}
+
+// The library's own versions of two of Xalan-C's functions (the bridged view's node map and string
+// append) are the ones the process uses, and they keep Xalan's results.
+TEST_F(Document, ReplacedXalanFunctionsAreInForceAndKeepTheirResults) {
+    using xalanc::XalanDOMString;
+    using xalanc::XalanNode;
+    using xalanc::XercesWrapperToXalanNodeMap;
+    // The definitions the process's symbol lookup finds, as Xalan's own calls do.
+    auto libraryOf = [](void const* address) {
+        Dl_info info{};
+        return address != nullptr && dladdr(address, &info) != 0 ? std::string(info.dli_fname)
+                                                                 : std::string("(none)");
+    };
+    std::string const library = libraryOf(reinterpret_cast<void const*>(&transVersion));
+    std::string const space = TEST_STRINGIFY(XALAN_CPP_NAMESPACE);
+    std::string const prefix = "_ZN" + std::to_string(space.size()) + space;
+    for (char const* symbol :
+         {"27XercesWrapperToXalanNodeMapC1ERN11xercesc_3_213MemoryManagerE",
+          "27XercesWrapperToXalanNodeMapD1Ev",
+          "27XercesWrapperToXalanNodeMap14addAssociationEPKN11xercesc_3_27DOMNodeEPNS_9XalanNodeE",
+          "27XercesWrapperToXalanNodeMap5clearEv",
+          "K27XercesWrapperToXalanNodeMap7getNodeEPKN11xercesc_3_27DOMNodeE",
+          "14XalanDOMString6appendEPKDsm"}) {
+        std::string const name =
+            symbol[0] == 'K' ? "_ZNK" + prefix.substr(3) + (symbol + 1) : prefix + symbol;
+        EXPECT_EQ(libraryOf(dlsym(RTLD_DEFAULT, name.c_str())), library) << name;
+    }
+
+    // Addresses that differ only in their high bits, or share their low bits, and a null key;
+    // the first association of a node is the one kept, and clear() forgets them all.
+    XercesWrapperToXalanNodeMap map(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
+    auto node = [](std::uintptr_t address) { return reinterpret_cast<xercesc::DOMNode*>(address); };
+    auto wrapper = [](std::uintptr_t address) { return reinterpret_cast<XalanNode*>(address + 1); };
+    std::vector<std::uintptr_t> keys{0};
+    for (std::uintptr_t i = 1; i <= 5000; ++i) {
+        keys.push_back(i << 32);
+        keys.push_back(0x7f0000000000 + i * 4096);
+        keys.push_back(0x7f0000000000 + i * 8);
+    }
+    for (std::uintptr_t const key : keys) {
+        map.addAssociation(node(key), wrapper(key));
+        map.addAssociation(node(key), nullptr);
+    }
+    for (std::uintptr_t const key : keys) {
+        ASSERT_EQ(map.getNode(node(key)), wrapper(key)) << key;
+    }
+    EXPECT_EQ(map.getNode(node(0x7f0000000000 + 3)), nullptr);
+    map.clear();
+    EXPECT_EQ(map.getNode(node(keys[1])), nullptr);
+    EXPECT_EQ(map.getNode(nullptr), nullptr);
+
+    // Appending pieces, the empty one and the string to itself (its storage moves meanwhile).
+    XalanDOMString text;
+    std::u16string expected;
+    for (int i = 0; i < 2000; ++i) {
+        std::u16string const piece = i % 7 == 0 ? u"" : u"piece " + std::u16string(i % 13, u'x');
+        text.append(piece.c_str(), i % 2 == 0 ? piece.size() : XalanDOMString::npos);
+        expected += piece;
+        if (i % 500 == 0) {
+            text.append(text.c_str(), text.length());
+            expected += expected;
+        }
+    }
+    EXPECT_EQ(std::u16string(text.c_str(), text.length()), expected);
+    EXPECT_EQ(text.c_str()[text.length()], u'\0');
 }
