@@ -852,6 +852,7 @@ int queryCommand(Arguments& arguments, Output& output) {
     }
     Input input = readInput(operands[0], true);
     TransValue const value = queryValue(input, bindings);
+    input = Input(); // the value has its own copy: the parsed document can go before the query
     TransString const context(operands[1].c_str());
     TransString const path(operands[2].c_str());
     TransStatus status;
