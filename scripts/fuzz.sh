@@ -11,7 +11,7 @@ seconds="${1:-60}"
 shift || true
 targets=("$@")
 if [ "${#targets[@]}" -eq 0 ]; then
-    targets=(queries text json xmlreader)
+    targets=(queries text json xmlreader api xpath)
 fi
 
 scripts/setup.sh fuzz
