@@ -1,5 +1,7 @@
 #include "transxpathguard.h"
 
+#include "transxpathfunctions.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -206,6 +208,162 @@ std::u16string checkedPath(char16_t const* expression) {
         text.replace(test->first, test->second, u"*[false() and self::" + name + u"]");
     }
     return text;
+}
+
+namespace {
+
+// The tokens of an expression, as far as the rewrites need them.
+struct Token {
+    enum Kind { Literal, Number, Name, Star, Symbol } kind;
+    std::size_t start;
+    std::size_t end;
+    // Whether the token stands where an operand is expected: a name there is a name test or a
+    // function, "*" a name test and "-" a unary minus.
+    bool operandPlace;
+};
+
+bool isOperatorName(std::u16string_view name) noexcept {
+    return contains(operatorNames, name);
+}
+
+std::vector<Token> tokens(std::u16string_view text) {
+    std::vector<Token> result;
+    bool operandPlace = true;
+    std::size_t i = skipBlanks(text, 0);
+    while (i < text.size()) {
+        char16_t const c = text[i];
+        Token token{Token::Symbol, i, i + 1, operandPlace};
+        auto const digit = [&](std::size_t at) {
+            return at < text.size() && text[at] >= u'0' && text[at] <= u'9';
+        };
+        if (c == u'"' || c == u'\'') {
+            std::size_t const close = text.find(c, i + 1);
+            token = {Token::Literal, i,
+                     close == std::u16string_view::npos ? text.size() : close + 1, operandPlace};
+            operandPlace = false;
+        } else if (digit(i) || (c == u'.' && digit(i + 1))) {
+            std::size_t end = i;
+            while (digit(end) || (end < text.size() && text[end] == u'.')) {
+                ++end;
+            }
+            token = {Token::Number, i, end, operandPlace};
+            operandPlace = false;
+        } else if (nameStart(c)) {
+            std::size_t end = i;
+            while (end < text.size() && nameChar(text[end])) {
+                ++end;
+            }
+            if (end + 1 < text.size() && text[end] == u':' && text[end + 1] != u':') {
+                ++end; // a prefixed name, or p:*
+                if (text[end] == u'*') {
+                    ++end;
+                }
+                while (end < text.size() && nameChar(text[end])) {
+                    ++end;
+                }
+            }
+            token = {Token::Name, i, end, operandPlace};
+            operandPlace = ! operandPlace && isOperatorName(text.substr(i, end - i));
+        } else if (c == u'*') {
+            token.kind = Token::Star;
+            operandPlace = ! operandPlace;
+        } else {
+            std::u16string_view const two = text.substr(i, 2);
+            if (two == u"//" || two == u"::" || two == u"!=" || two == u"<=" || two == u">=" ||
+                two == u"..") {
+                token.end = i + 2;
+            }
+            // After a closing bracket or a dot an operator follows; after anything else, an
+            // operand.
+            operandPlace = ! (c == u')' || c == u']' || c == u'.');
+        }
+        result.push_back(token);
+        i = skipBlanks(text, token.end);
+    }
+    return result;
+}
+
+struct Edit {
+    std::size_t position;
+    std::size_t removed;
+    std::u16string inserted;
+};
+
+// Whether the token ends an operand that a unary minus or a root path stands in: a binary
+// operator other than "|" and "/", a closing bracket or a comma.
+bool endsOperand(std::u16string_view text, Token const& token) {
+    std::u16string_view const symbol = text.substr(token.start, token.end - token.start);
+    switch (token.kind) {
+    case Token::Name:
+        return ! token.operandPlace && isOperatorName(symbol);
+    case Token::Star:
+        return ! token.operandPlace;
+    case Token::Symbol:
+        return symbol == u")" || symbol == u"]" || symbol == u"," || symbol == u"=" ||
+               symbol == u"!=" || symbol == u"<" || symbol == u"<=" || symbol == u">" ||
+               symbol == u">=" || symbol == u"+" || symbol == u"-";
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+std::u16string conformingPath(std::u16string const& expression) {
+    std::u16string_view const text(expression);
+    std::vector<Token> const all = tokens(text);
+    auto const symbolIs = [&](std::size_t index, std::u16string_view symbol) {
+        return index < all.size() && all[index].kind == Token::Symbol &&
+               text.substr(all[index].start, all[index].end - all[index].start) == symbol;
+    };
+    std::vector<Edit> edits;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        Token const& token = all[i];
+        if (token.kind == Token::Name && token.operandPlace && symbolIs(i + 1, u"(") &&
+            ! (i > 0 &&
+               (symbolIs(i - 1, u"@") || symbolIs(i - 1, u"::") || symbolIs(i - 1, u"$"))) &&
+            contains(standingFunctions, text.substr(token.start, token.end - token.start))) {
+            edits.push_back({token.start, 0, std::u16string(standingPrefix) + u":"});
+        } else if (symbolIs(i, u"/") && token.operandPlace && i + 1 < all.size() &&
+                   all[i + 1].kind == Token::Symbol &&
+                   (symbolIs(i + 1, u"|") || endsOperand(text, all[i + 1]))) {
+            edits.push_back({token.end, 0, u"."});
+        } else if (symbolIs(i, u"-") && token.operandPlace && symbolIs(i + 1, u"-")) {
+            std::size_t run = i + 1;
+            while (symbolIs(run, u"-")) {
+                ++run;
+            }
+            std::size_t const signs = run - i;
+            // The operand: up to the first token outside brackets that ends it.
+            std::size_t depth = 0;
+            std::size_t end = run;
+            for (; end < all.size(); ++end) {
+                if (depth == 0 && end > run && endsOperand(text, all[end])) {
+                    break;
+                }
+                if (symbolIs(end, u"(") || symbolIs(end, u"[")) {
+                    ++depth;
+                } else if ((symbolIs(end, u")") || symbolIs(end, u"]")) && depth > 0) {
+                    --depth;
+                }
+            }
+            std::u16string opening;
+            for (std::size_t sign = 1; sign < signs; ++sign) {
+                opening += u"-(";
+            }
+            edits.push_back({token.start, all[run - 1].end - token.start, opening + u"-"});
+            edits.push_back({end > run ? all[end - 1].end : all[run - 1].end, 0,
+                             std::u16string(signs - 1, u')')});
+            i = run - 1;
+        }
+    }
+    std::u16string result = expression;
+    std::stable_sort(edits.begin(), edits.end(),
+                     [](Edit const& a, Edit const& b) { return a.position > b.position; });
+    for (Edit const& edit : edits) {
+        result.replace(edit.position, edit.removed, edit.inserted);
+    }
+    return result;
 }
 
 } // namespace trans
