@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -188,6 +189,15 @@ TEST(Tool, QueriesXmlFilesWithNamespaces) {
     EXPECT_EQ("7\n", bound.out) << bound.err;
     Result const unbound = run({"query", path, "/d:r", "."});
     EXPECT_TRUE(contains(unbound.err, "The prefix 'd' is not declared")) << unbound.err;
+
+    // CDATA sections are text, merged with the text beside them; an empty one adds nothing.
+    std::string const cdata = writeFile("cdata.xml", "<c>a<![CDATA[x<y]]>b<e/><![CDATA[]]></c>");
+    for (auto const& [expression, expected] :
+         {std::pair{"string(text())", "ax<yb\n"}, std::pair{"count(text())", "1\n"},
+          std::pair{"count(self::c[contains(text(), '<')])", "1\n"}}) {
+        Result const answer = run({"query", cdata, "/c", expression});
+        EXPECT_EQ(expected, answer.out) << expression << ": " << answer.err;
+    }
 }
 
 TEST(Tool, DictionaryFilesAnswerAsTheirDataSource) {
