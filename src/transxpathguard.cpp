@@ -309,25 +309,83 @@ bool endsOperand(std::u16string_view text, Token const& token) {
 
 } // namespace
 
-std::u16string conformingPath(std::u16string const& expression) {
-    std::u16string_view const text(expression);
-    std::vector<Token> const all = tokens(text);
-    auto const symbolIs = [&](std::size_t index, std::u16string_view symbol) {
-        return index < all.size() && all[index].kind == Token::Symbol &&
-               text.substr(all[index].start, all[index].end - all[index].start) == symbol;
-    };
-    std::vector<Edit> edits;
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        Token const& token = all[i];
-        if (token.kind == Token::Name && token.operandPlace && symbolIs(i + 1, u"(") &&
+namespace {
+
+constexpr std::array<std::u16string_view, 4> nodeTypes{u"comment", u"node",
+                                                       u"processing-instruction", u"text"};
+
+// Axes on which nodes reached from different context nodes can be the same.
+constexpr std::array<std::u16string_view, 9> overlappingAxes{
+    u"ancestor",          u"ancestor-or-self", u"descendant", u"descendant-or-self", u"following",
+    u"following-sibling", u"parent",           u"preceding",  u"preceding-sibling"};
+
+class Rewriter {
+public:
+    explicit Rewriter(std::u16string const& expression) : text_(expression), all_(tokens(text_)) {}
+
+    std::u16string rewritten() {
+        std::vector<bool> steps(all_.size(), false);
+        for (std::size_t i = 0; i < all_.size(); ++i) {
+            rewriteToken(i);
+        }
+        // Added last, so that at one position they come before what was inserted there.
+        for (std::size_t i = 0; i < all_.size(); ++i) {
+            if (! steps[i] && all_[i].operandPlace) {
+                groupSteps(i, steps);
+            }
+        }
+        std::u16string result(text_);
+        std::stable_sort(edits_.begin(), edits_.end(),
+                         [](Edit const& a, Edit const& b) { return a.position > b.position; });
+        for (Edit const& edit : edits_) {
+            result.replace(edit.position, edit.removed, edit.inserted);
+        }
+        return result;
+    }
+
+private:
+    std::u16string_view spelling(std::size_t index) const {
+        return index < all_.size()
+                   ? text_.substr(all_[index].start, all_[index].end - all_[index].start)
+                   : std::u16string_view();
+    }
+    bool symbolIs(std::size_t index, std::u16string_view symbol) const {
+        return index < all_.size() && all_[index].kind == Token::Symbol &&
+               spelling(index) == symbol;
+    }
+    bool isName(std::size_t index) const {
+        return index < all_.size() && all_[index].kind == Token::Name;
+    }
+    // The index behind the bracket that closes the one at index.
+    std::size_t behindClosing(std::size_t index) const {
+        std::size_t depth = 0;
+        for (; index < all_.size(); ++index) {
+            if (symbolIs(index, u"(") || symbolIs(index, u"[")) {
+                ++depth;
+            } else if ((symbolIs(index, u")") || symbolIs(index, u"]")) && --depth == 0) {
+                return index + 1;
+            }
+        }
+        return all_.size();
+    }
+    std::size_t behindPredicates(std::size_t index) const {
+        while (symbolIs(index, u"[")) {
+            index = behindClosing(index);
+        }
+        return index;
+    }
+
+    void rewriteToken(std::size_t& i) {
+        Token const& token = all_[i];
+        if (isName(i) && token.operandPlace && symbolIs(i + 1, u"(") &&
             ! (i > 0 &&
                (symbolIs(i - 1, u"@") || symbolIs(i - 1, u"::") || symbolIs(i - 1, u"$"))) &&
-            contains(standingFunctions, text.substr(token.start, token.end - token.start))) {
-            edits.push_back({token.start, 0, std::u16string(standingPrefix) + u":"});
-        } else if (symbolIs(i, u"/") && token.operandPlace && i + 1 < all.size() &&
-                   all[i + 1].kind == Token::Symbol &&
-                   (symbolIs(i + 1, u"|") || endsOperand(text, all[i + 1]))) {
-            edits.push_back({token.end, 0, u"."});
+            contains(standingFunctions, spelling(i))) {
+            edits_.push_back({token.start, 0, std::u16string(standingPrefix) + u":"});
+        } else if (symbolIs(i, u"/") && token.operandPlace && i + 1 < all_.size() &&
+                   all_[i + 1].kind == Token::Symbol &&
+                   (symbolIs(i + 1, u"|") || endsOperand(text_, all_[i + 1]))) {
+            edits_.push_back({token.end, 0, u"."});
         } else if (symbolIs(i, u"-") && token.operandPlace && symbolIs(i + 1, u"-")) {
             std::size_t run = i + 1;
             while (symbolIs(run, u"-")) {
@@ -335,35 +393,135 @@ std::u16string conformingPath(std::u16string const& expression) {
             }
             std::size_t const signs = run - i;
             // The operand: up to the first token outside brackets that ends it.
-            std::size_t depth = 0;
             std::size_t end = run;
-            for (; end < all.size(); ++end) {
-                if (depth == 0 && end > run && endsOperand(text, all[end])) {
-                    break;
-                }
-                if (symbolIs(end, u"(") || symbolIs(end, u"[")) {
-                    ++depth;
-                } else if ((symbolIs(end, u")") || symbolIs(end, u"]")) && depth > 0) {
-                    --depth;
-                }
+            while (end < all_.size() && ! (end > run && endsOperand(text_, all_[end]))) {
+                end = symbolIs(end, u"(") || symbolIs(end, u"[") ? behindClosing(end) : end + 1;
             }
             std::u16string opening;
             for (std::size_t sign = 1; sign < signs; ++sign) {
                 opening += u"-(";
             }
-            edits.push_back({token.start, all[run - 1].end - token.start, opening + u"-"});
-            edits.push_back({end > run ? all[end - 1].end : all[run - 1].end, 0,
-                             std::u16string(signs - 1, u')')});
+            edits_.push_back({token.start, all_[run - 1].end - token.start, opening + u"-"});
+            edits_.push_back({end > run ? all_[end - 1].end : all_[run - 1].end, 0,
+                              std::u16string(signs - 1, u')')});
             i = run - 1;
         }
     }
-    std::u16string result = expression;
-    std::stable_sort(edits.begin(), edits.end(),
-                     [](Edit const& a, Edit const& b) { return a.position > b.position; });
-    for (Edit const& edit : edits) {
-        result.replace(edit.position, edit.removed, edit.inserted);
+
+    // The index behind the step at index, or index when there is none; overlapping tells whether
+    // its axis is one on which different context nodes reach the same nodes.
+    std::size_t step(std::size_t index, bool& overlapping) const {
+        overlapping = false;
+        std::size_t next = index;
+        if (symbolIs(next, u".") || symbolIs(next, u"..")) {
+            overlapping = symbolIs(next, u"..");
+            return behindPredicates(next + 1);
+        }
+        if (symbolIs(next, u"@")) {
+            ++next;
+        } else if (isName(next) && symbolIs(next + 1, u"::")) {
+            overlapping = contains(overlappingAxes, spelling(next));
+            next += 2;
+        }
+        if (isName(next) && symbolIs(next + 1, u"(") && contains(nodeTypes, spelling(next))) {
+            next = behindClosing(next + 1);
+        } else if ((isName(next) && ! symbolIs(next + 1, u"(")) ||
+                   (next < all_.size() && all_[next].kind == Token::Star)) {
+            ++next;
+        } else {
+            return index;
+        }
+        return behindPredicates(next);
     }
-    return result;
+
+    // The index behind the primary expression and its predicates at index, or index.
+    std::size_t primary(std::size_t index) const {
+        std::size_t next = index;
+        if (next < all_.size() &&
+            (all_[next].kind == Token::Literal || all_[next].kind == Token::Number)) {
+            ++next;
+        } else if (symbolIs(next, u"$") && isName(next + 1)) {
+            next += 2;
+        } else if (symbolIs(next, u"(")) {
+            next = behindClosing(next);
+        } else if (isName(next) && symbolIs(next + 1, u"(") &&
+                   ! contains(nodeTypes, spelling(next))) {
+            next = behindClosing(next + 1);
+        } else {
+            return index;
+        }
+        return behindPredicates(next);
+    }
+
+    // Marks the tokens from index up to end that are not inside brackets.
+    void mark(std::size_t index, std::size_t end, std::vector<bool>& steps) const {
+        while (index < end) {
+            if (symbolIs(index, u"(") || symbolIs(index, u"[")) {
+                index = behindClosing(index);
+            } else {
+                steps[index++] = true;
+            }
+        }
+    }
+
+    // Groups the location path that starts at index, if one does, after each step that can give
+    // a node more than once and that more steps follow: the evaluator runs the rest of a path for
+    // every node a step gives before it drops the repeats, so a path with several such steps
+    // costs the number of nodes to the power of their count. A group gives its nodes once each.
+    // A step can give repeats when its axis overlaps from different context nodes and it runs at
+    // several: after the path's first step or primary expression, and "//" after any step. The
+    // path's own tokens are marked in steps, so that its steps are not taken for paths again.
+    void groupSteps(std::size_t index, std::vector<bool>& steps) {
+        std::size_t next = index;
+        std::size_t before = 0; // steps before the next one, a primary expression counted
+        if (! symbolIs(next, u"/") && ! symbolIs(next, u"//")) {
+            bool overlapping = false;
+            std::size_t behind = primary(next);
+            if (behind == next) {
+                behind = step(next, overlapping); // the first step runs at one node
+            }
+            if (behind == next) {
+                return; // not a path
+            }
+            mark(next, behind, steps);
+            next = behind;
+            before = 1;
+        }
+        // At the root the first step runs at one node as well.
+        std::vector<std::size_t> groupEnds;
+        bool repeats = false; // whether the last step can give a node more than once
+        while (symbolIs(next, u"/") || symbolIs(next, u"//")) {
+            bool overlapping = false;
+            std::size_t const behind = step(next + 1, overlapping);
+            if (behind == next + 1) {
+                break; // the root alone, or a syntax error left to the evaluator
+            }
+            if (repeats) {
+                groupEnds.push_back(all_[next - 1].end);
+            }
+            repeats = before > 0 && (overlapping || symbolIs(next, u"//"));
+            mark(next, behind, steps);
+            ++before;
+            next = behind;
+        }
+        if (groupEnds.empty()) {
+            return;
+        }
+        edits_.push_back({all_[index].start, 0, std::u16string(groupEnds.size(), u'(')});
+        for (std::size_t const end : groupEnds) {
+            edits_.push_back({end, 0, u")"});
+        }
+    }
+
+    std::u16string_view text_;
+    std::vector<Token> all_;
+    std::vector<Edit> edits_;
+};
+
+} // namespace
+
+std::u16string conformingPath(std::u16string const& expression) {
+    return Rewriter(expression).rewritten();
 }
 
 } // namespace trans
