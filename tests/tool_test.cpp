@@ -164,6 +164,9 @@ TEST(Tool, QueriesAnswerWithTheirExitStatus) {
                "failure: error in the path: The prefix 'foo' is not declared."},
           Case{"/dictionary", "current()", 2, "failure: error in the path: The function 'current'"},
           Case{"/dictionary", "count(1)", 2, "failure: error in the path: The expression does not"},
+          Case{"/dictionary", "round(", 2,
+               "failure: error in the path: Expected ')', but found '' instead. expression = "
+               "'round('"},
           Case{"/dictionary", " ", 2, "failure: the path is empty"},
           Case{"/dictionary/variable", "@label", 0,
                "warning: the context path selects 14 nodes; the first is used"}}) {
