@@ -142,6 +142,7 @@ private:
     std::unique_ptr<trans::PathEvaluator, EvaluatorDeleter> evaluator_;
     mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
     std::size_t depth_ = 0; // the deepest element's level; 1 for the document element alone
+    bool ids_ = false;      // whether an attribute is of type ID, for id()
     mutable std::size_t utf16Units_ = 0; // length of the UTF-16 text once written, 0 before
 };
 

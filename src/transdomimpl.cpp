@@ -44,9 +44,19 @@ namespace {
 // imported shallowly (an element with its specified attributes), and an element's children are
 // imported in turn, as the deep import does; an entity reference's children come from its own
 // document, so they are not imported. depth is set to the deepest element's level below root,
-// counting root as 1.
+// counting root as 1, and ids to whether an attribute is of type ID (the import keeps the type).
 xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root,
-                             std::size_t& depth) {
+                             std::size_t& depth, bool& ids) {
+    auto const hasId = [](xercesc::DOMNode const& element) {
+        xercesc::DOMNamedNodeMap const* attributes = element.getAttributes();
+        for (XMLSize_t i = 0; attributes != nullptr && i < attributes->getLength(); ++i) {
+            if (static_cast<xercesc::DOMAttr const*>(attributes->item(i))->isId()) {
+                return true;
+            }
+        }
+        return false;
+    };
+    ids = hasId(root);
     struct Pending {
         xercesc::DOMNode const* source;
         xercesc::DOMNode* copy;
@@ -62,6 +72,7 @@ xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode co
              child = child->getNextSibling()) {
             xercesc::DOMNode* childCopy = next.copy->appendChild(document.importNode(child, false));
             if (child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+                ids = ids || hasId(*child);
                 pending.push_back({child, childCopy, next.level + 1});
                 depth = std::max(depth, next.level + 1);
             }
@@ -178,7 +189,7 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     if (element == nullptr) {
         return;
     }
-    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, depth_);
+    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, depth_, ids_);
     TRANS_ASSERT(node && "TransDOMImpl: copy constructor failed.");
     xercesDocument_->appendChild(node);
 }
@@ -187,7 +198,9 @@ xalanc::XalanDocument* TransDOMImpl::view() const {
     // Made on first need rather than with the value: a value that is only stored, copied or
     // written never pays for it. The document never changes, so the view made later is the same.
     if (dom_ == nullptr) {
-        dom_ = parserLiaison_->createDocument(xercesDocument_.get());
+        // id() finds an element through the DOM and needs the map back to its view node; the
+        // map costs time and memory, so it is made only when the document has ID attributes.
+        dom_ = parserLiaison_->createDocument(xercesDocument_.get(), true, true, ids_);
     }
     return dom_;
 }
@@ -230,6 +243,7 @@ void TransDOMImpl::swap(TransDOMImpl& other) noexcept {
     evaluator_.swap(other.evaluator_);
     queries_.swap(other.queries_);
     std::swap(depth_, other.depth_);
+    std::swap(ids_, other.ids_);
     std::swap(utf16Units_, other.utf16Units_);
 }
 

@@ -1,63 +1,74 @@
-// The evaluator's conversion of a number to text, made safe for large numbers.
+// The evaluator's conversion of a number to text, as XPath 1.0 writes numbers.
 //
-// Xalan-C writes a double of about 1e97 or more with "%f" into a fixed buffer of about a hundred
-// characters; the C library's buffer check then aborts the process. Any path can reach it: a long
-// number literal is converted while the path is compiled, and string(), concat() or a number
-// result is converted while it runs. Xalan calls the conversion through its exported symbol, so
-// this library defines the same symbol: loaded before Xalan (it depends on it), its definition is
-// the one the process uses, for Xalan's own calls as well. Numbers below 1e80 are handed to
-// Xalan's definition, so their text stays exactly Xalan's; larger ones are all integers, written
-// as every integer is, in full decimal digits.
+// Xalan-C tries a few printf precisions until one reads back to the same double, which gives
+// more digits than needed (2822499.752 becomes "2822499.7519999999"), writes numbers below about
+// 5e-36 as "0", and overflows a fixed buffer, aborting the process, from about 1e95. Any path can
+// reach it: a number literal is converted while the path is compiled, and string(), concat() or a
+// number result is converted while it runs. Xalan calls the conversion through its exported
+// symbol, so this library defines the same symbol: loaded before Xalan (it depends on it), its
+// definition is the one the process uses, for Xalan's own calls as well. Every finite number is
+// written with the fewest significant digits that read back to the same double, in plain decimal
+// notation without an exponent, and negative zero as "0".
 #include "transassert.h"
 #include "transexport.h"
 
+#include <charconv>
 #include <cmath>
-#include <cstdio>
-#include <cstring>
-#include <dlfcn.h>
-#include <string>
 #include <xalanc/Include/PlatformDefinitions.hpp>
 #include <xalanc/PlatformSupport/DOMStringHelper.hpp>
-#include <xalanc/XPath/XPathEvaluator.hpp>
-
-#define TRANS_STRINGIFY_NAME(name) #name
-#define TRANS_STRINGIFY(name) TRANS_STRINGIFY_NAME(name)
-
-namespace {
-
-using Conversion = xalanc::XalanDOMString& (*)(double, xalanc::XalanDOMString&);
-
-// Xalan's own definition, looked up in the Xalan library itself (found through a function that
-// only it defines).
-Conversion xalanConversion() {
-    Dl_info library{};
-    auto const anchor = reinterpret_cast<void*>(&xalanc::XPathEvaluator::initialize);
-    TRANS_ASSERT(dladdr(anchor, &library) != 0 && "NumberToDOMString: Xalan-C not found.");
-    void* handle = dlopen(library.dli_fname, RTLD_NOW | RTLD_NOLOAD);
-    TRANS_ASSERT(handle != nullptr && "NumberToDOMString: Xalan-C not loaded.");
-    std::string const space = TRANS_STRINGIFY(XALAN_CPP_NAMESPACE);
-    std::string const symbol =
-        "_ZN" + std::to_string(space.size()) + space + "17NumberToDOMStringEdRNS_14XalanDOMStringE";
-    void* function = dlsym(handle, symbol.c_str());
-    dlclose(handle); // the library stays loaded: it was loaded before
-    TRANS_ASSERT(function != nullptr && "NumberToDOMString: Xalan-C's conversion not found.");
-    return reinterpret_cast<Conversion>(function);
-}
-
-} // namespace
 
 namespace XALAN_CPP_NAMESPACE {
 
 TRANS_EXPORT XalanDOMString& NumberToDOMString(double theValue, XalanDOMString& theResult) {
-    if (! std::isfinite(theValue) || std::fabs(theValue) < 1e80) {
-        static Conversion const xalan = xalanConversion();
-        return xalan(theValue, theResult);
+    auto const append = [&theResult](char const* text) {
+        while (*text != 0) {
+            theResult.push_back(static_cast<XalanDOMChar>(*text++));
+        }
+    };
+    if (std::isnan(theValue)) {
+        append("NaN");
+        return theResult;
     }
-    char digits[400]; // a double has at most 309 integer digits
-    int const length = std::snprintf(digits, sizeof digits, "%.0f", theValue);
-    TRANS_ASSERT(length > 0 && static_cast<std::size_t>(length) < sizeof digits);
-    for (int i = 0; i < length; ++i) {
-        theResult.push_back(static_cast<XalanDOMChar>(digits[i]));
+    if (std::isinf(theValue)) {
+        append(theValue > 0 ? "Infinity" : "-Infinity");
+        return theResult;
+    }
+    if (theValue == 0) {
+        append("0"); // negative zero too
+        return theResult;
+    }
+    // The shortest digits, as d.ddde±x: at most 17 digits, a sign and an exponent of three.
+    char scientific[32];
+    std::to_chars_result const written = std::to_chars(scientific, scientific + sizeof scientific,
+                                                       theValue, std::chars_format::scientific);
+    TRANS_ASSERT(written.ec == std::errc());
+    char const* const end = written.ptr;
+    char const* p = scientific;
+    if (*p == '-') {
+        theResult.push_back(u'-');
+        ++p;
+    }
+    char digits[20];
+    int count = 0;
+    for (; *p != 'e'; ++p) {
+        if (*p != '.') {
+            digits[count++] = *p;
+        }
+    }
+    int exponent = 0;
+    std::from_chars(p + (p[1] == '+' ? 2 : 1), end, exponent);
+    // The value is 0.d1d2...dn times 10 to the power of (exponent + 1).
+    int const integerDigits = exponent + 1;
+    if (integerDigits <= 0) {
+        theResult.push_back(u'0');
+        theResult.push_back(u'.');
+        theResult.append(static_cast<XalanDOMString::size_type>(-integerDigits), u'0');
+    }
+    for (int i = 0; i < count || i < integerDigits; ++i) {
+        if (i == integerDigits && integerDigits > 0) {
+            theResult.push_back(u'.');
+        }
+        theResult.push_back(i < count ? static_cast<XalanDOMChar>(digits[i]) : u'0');
     }
     return theResult;
 }

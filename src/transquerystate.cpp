@@ -1,5 +1,8 @@
 #include "transquerystate.h"
 
+#include "transxpathfunctions.h"
+#include "transxpathguard.h"
+
 #include <xalanc/XPath/MutableNodeRefList.hpp>
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XPathParserException.hpp>
@@ -19,12 +22,18 @@ xalanc::MemoryManager& memory() noexcept {
 
 DocumentPrefixes::DocumentPrefixes(xalanc::XalanDocument const* document)
     : declarations_(document, xalanc::XalanDOMString(memory()), memory()),
-      xmlNamespace_(u"http://www.w3.org/XML/1998/namespace", memory()) {}
+      xmlNamespace_(u"http://www.w3.org/XML/1998/namespace", memory()),
+      standingNamespace_(standingNamespace.data(), memory(),
+                         static_cast<xalanc::XalanDOMString::size_type>(standingNamespace.size())) {
+}
 
 xalanc::XalanDOMString const*
 DocumentPrefixes::getNamespaceForPrefix(xalanc::XalanDOMString const& prefix) const {
     if (prefix == u"xml") {
         return &xmlNamespace_;
+    }
+    if (std::u16string_view(prefix.c_str(), prefix.length()) == standingPrefix) {
+        return &standingNamespace_;
     }
     return declarations_.getNamespaceForPrefix(prefix);
 }
@@ -50,17 +59,40 @@ void CompiledPath::SilentContext::problem(eSource, eClassification classificatio
     }
 }
 
-CompiledPath::CompiledPath(std::u16string const& expression, xalanc::PrefixResolver const& resolver)
-    : construction_(memory()), path_(memory()) {
+namespace {
+
+void compile(xalanc::XPath& path, xalanc::XPathConstructionContext& construction,
+             std::u16string const& expression, xalanc::PrefixResolver const& resolver) {
     xalanc::XPathProcessorImpl processor(memory());
     processor.initXPath(
-        path_, construction_,
+        path, construction,
         xalanc::XalanDOMString(expression.c_str(), memory(),
                                static_cast<xalanc::XalanDOMString::size_type>(expression.size())),
         resolver);
 }
 
-PathEvaluator::PathEvaluator() : environment_(memory()), objects_(memory()), context_(memory()) {}
+} // namespace
+
+CompiledPath::CompiledPath(std::u16string const& expression, xalanc::PrefixResolver const& resolver)
+    : construction_(memory()), path_(memory()) {
+    std::u16string const conforming = conformingPath(expression);
+    if (conforming == expression) {
+        compile(path_, construction_, expression, resolver);
+        return;
+    }
+    try {
+        compile(path_, construction_, conforming, resolver);
+    } catch (xalanc::XSLException const&) {
+        // The error as the expression was written: the rewritten text would show in the message.
+        xalanc::XPath asWritten(memory());
+        compile(asWritten, construction_, expression, resolver);
+        throw;
+    }
+}
+
+PathEvaluator::PathEvaluator() : environment_(memory()), objects_(memory()), context_(memory()) {
+    installStandingFunctions(environment_);
+}
 
 xalanc::XObjectPtr PathEvaluator::evaluate(xalanc::DOMSupport& domSupport, xalanc::XalanNode* node,
                                            xalanc::XPath const& path,

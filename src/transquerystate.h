@@ -26,8 +26,9 @@
 
 namespace trans {
 
-// Resolves a prefix against the namespace declarations anywhere in a document, and the prefix
-// xml to the XML namespace, to which it is bound by definition whatever the document declares.
+// Resolves a prefix against the namespace declarations anywhere in a document, the prefix xml to
+// the XML namespace, to which it is bound by definition whatever the document declares, and the
+// prefix of the library's standing functions to theirs.
 class DocumentPrefixes : public xalanc::PrefixResolver {
 public:
     explicit DocumentPrefixes(xalanc::XalanDocument const* document);
@@ -39,13 +40,15 @@ public:
 private:
     xalanc::XalanDocumentPrefixResolver declarations_;
     xalanc::XalanDOMString const xmlNamespace_;
+    xalanc::XalanDOMString const standingNamespace_;
 };
 
 // A path compiled as the evaluator's own compilation does it, but silently: a path that does not
 // compile throws the parse exception and prints nothing. The evaluator's compilation also keeps,
 // for as long as the evaluator lives, the half-made object of a path that fails and the strings of
 // every path it ever compiled; here a path that fails leaves nothing behind, and a path's strings
-// go with it.
+// go with it. The path is compiled as conformingPath() rewrites it; when that does not compile,
+// the exception is the one for the expression as written.
 class CompiledPath {
 public:
     // Throws what parsing throws.
@@ -72,8 +75,8 @@ private:
 };
 
 // Runs compiled paths at a node, as the only node of the context node list (so position() and
-// last() are 1 there). Nothing is printed; errors are thrown as the evaluator's exceptions. The
-// result of one call stays valid until the next call.
+// last() are 1 there), with the standing functions in its environment. Nothing is printed; errors
+// are thrown as the evaluator's exceptions. The result of one call stays valid until the next call.
 class PathEvaluator {
 public:
     PathEvaluator();

@@ -171,10 +171,13 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
             for (XMLSize_t i = 0; map != nullptr && i < map->getLength(); ++i) {
                 xercesc::DOMNode const* attribute = map->item(i);
                 XMLCh const* attributeLocal = attribute->getLocalName();
-                attributes.addAttribute(
-                    orEmpty(attribute->getNamespaceURI()),
-                    attributeLocal != nullptr ? attributeLocal : attribute->getNodeName(),
-                    attribute->getNodeName(), u"CDATA", orEmpty(attribute->getNodeValue()));
+                // The type ID puts the element in the tree's table for id().
+                bool const id = static_cast<xercesc::DOMAttr const*>(attribute)->isId();
+                attributes.addAttribute(orEmpty(attribute->getNamespaceURI()),
+                                        attributeLocal != nullptr ? attributeLocal
+                                                                  : attribute->getNodeName(),
+                                        attribute->getNodeName(), id ? u"ID" : u"CDATA",
+                                        orEmpty(attribute->getNodeValue()));
             }
             xalanc::XalanSourceTreeElement* element =
                 uri != nullptr && *uri != 0

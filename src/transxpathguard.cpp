@@ -1,5 +1,7 @@
 #include "transxpathguard.h"
 
+#include "transxpathfunctions.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -206,6 +208,320 @@ std::u16string checkedPath(char16_t const* expression) {
         text.replace(test->first, test->second, u"*[false() and self::" + name + u"]");
     }
     return text;
+}
+
+namespace {
+
+// The tokens of an expression, as far as the rewrites need them.
+struct Token {
+    enum Kind { Literal, Number, Name, Star, Symbol } kind;
+    std::size_t start;
+    std::size_t end;
+    // Whether the token stands where an operand is expected: a name there is a name test or a
+    // function, "*" a name test and "-" a unary minus.
+    bool operandPlace;
+};
+
+bool isOperatorName(std::u16string_view name) noexcept {
+    return contains(operatorNames, name);
+}
+
+std::vector<Token> tokens(std::u16string_view text) {
+    std::vector<Token> result;
+    bool operandPlace = true;
+    std::size_t i = skipBlanks(text, 0);
+    while (i < text.size()) {
+        char16_t const c = text[i];
+        Token token{Token::Symbol, i, i + 1, operandPlace};
+        auto const digit = [&](std::size_t at) {
+            return at < text.size() && text[at] >= u'0' && text[at] <= u'9';
+        };
+        if (c == u'"' || c == u'\'') {
+            std::size_t const close = text.find(c, i + 1);
+            token = {Token::Literal, i,
+                     close == std::u16string_view::npos ? text.size() : close + 1, operandPlace};
+            operandPlace = false;
+        } else if (digit(i) || (c == u'.' && digit(i + 1))) {
+            std::size_t end = i;
+            while (digit(end) || (end < text.size() && text[end] == u'.')) {
+                ++end;
+            }
+            token = {Token::Number, i, end, operandPlace};
+            operandPlace = false;
+        } else if (nameStart(c)) {
+            std::size_t end = i;
+            while (end < text.size() && nameChar(text[end])) {
+                ++end;
+            }
+            if (end + 1 < text.size() && text[end] == u':' && text[end + 1] != u':') {
+                ++end; // a prefixed name, or p:*
+                if (text[end] == u'*') {
+                    ++end;
+                }
+                while (end < text.size() && nameChar(text[end])) {
+                    ++end;
+                }
+            }
+            token = {Token::Name, i, end, operandPlace};
+            operandPlace = ! operandPlace && isOperatorName(text.substr(i, end - i));
+        } else if (c == u'*') {
+            token.kind = Token::Star;
+            operandPlace = ! operandPlace;
+        } else {
+            std::u16string_view const two = text.substr(i, 2);
+            if (two == u"//" || two == u"::" || two == u"!=" || two == u"<=" || two == u">=" ||
+                two == u"..") {
+                token.end = i + 2;
+            }
+            // After a closing bracket or a dot an operator follows; after anything else, an
+            // operand.
+            operandPlace = ! (c == u')' || c == u']' || c == u'.');
+        }
+        result.push_back(token);
+        i = skipBlanks(text, token.end);
+    }
+    return result;
+}
+
+struct Edit {
+    std::size_t position;
+    std::size_t removed;
+    std::u16string inserted;
+};
+
+// Whether the token ends an operand that a unary minus or a root path stands in: a binary
+// operator other than "|" and "/", a closing bracket or a comma.
+bool endsOperand(std::u16string_view text, Token const& token) {
+    std::u16string_view const symbol = text.substr(token.start, token.end - token.start);
+    switch (token.kind) {
+    case Token::Name:
+        return ! token.operandPlace && isOperatorName(symbol);
+    case Token::Star:
+        return ! token.operandPlace;
+    case Token::Symbol:
+        return symbol == u")" || symbol == u"]" || symbol == u"," || symbol == u"=" ||
+               symbol == u"!=" || symbol == u"<" || symbol == u"<=" || symbol == u">" ||
+               symbol == u">=" || symbol == u"+" || symbol == u"-";
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+namespace {
+
+constexpr std::array<std::u16string_view, 4> nodeTypes{u"comment", u"node",
+                                                       u"processing-instruction", u"text"};
+
+// Axes on which nodes reached from different context nodes can be the same.
+constexpr std::array<std::u16string_view, 9> overlappingAxes{
+    u"ancestor",          u"ancestor-or-self", u"descendant", u"descendant-or-self", u"following",
+    u"following-sibling", u"parent",           u"preceding",  u"preceding-sibling"};
+
+class Rewriter {
+public:
+    explicit Rewriter(std::u16string const& expression) : text_(expression), all_(tokens(text_)) {}
+
+    std::u16string rewritten() {
+        std::vector<bool> steps(all_.size(), false);
+        for (std::size_t i = 0; i < all_.size(); ++i) {
+            rewriteToken(i);
+        }
+        // Added last, so that at one position they come before what was inserted there.
+        for (std::size_t i = 0; i < all_.size(); ++i) {
+            if (! steps[i] && all_[i].operandPlace) {
+                groupSteps(i, steps);
+            }
+        }
+        std::u16string result(text_);
+        std::stable_sort(edits_.begin(), edits_.end(),
+                         [](Edit const& a, Edit const& b) { return a.position > b.position; });
+        for (Edit const& edit : edits_) {
+            result.replace(edit.position, edit.removed, edit.inserted);
+        }
+        return result;
+    }
+
+private:
+    std::u16string_view spelling(std::size_t index) const {
+        return index < all_.size()
+                   ? text_.substr(all_[index].start, all_[index].end - all_[index].start)
+                   : std::u16string_view();
+    }
+    bool symbolIs(std::size_t index, std::u16string_view symbol) const {
+        return index < all_.size() && all_[index].kind == Token::Symbol &&
+               spelling(index) == symbol;
+    }
+    bool isName(std::size_t index) const {
+        return index < all_.size() && all_[index].kind == Token::Name;
+    }
+    // The index behind the bracket that closes the one at index.
+    std::size_t behindClosing(std::size_t index) const {
+        std::size_t depth = 0;
+        for (; index < all_.size(); ++index) {
+            if (symbolIs(index, u"(") || symbolIs(index, u"[")) {
+                ++depth;
+            } else if ((symbolIs(index, u")") || symbolIs(index, u"]")) && --depth == 0) {
+                return index + 1;
+            }
+        }
+        return all_.size();
+    }
+    std::size_t behindPredicates(std::size_t index) const {
+        while (symbolIs(index, u"[")) {
+            index = behindClosing(index);
+        }
+        return index;
+    }
+
+    void rewriteToken(std::size_t& i) {
+        Token const& token = all_[i];
+        if (isName(i) && token.operandPlace && symbolIs(i + 1, u"(") &&
+            ! (i > 0 &&
+               (symbolIs(i - 1, u"@") || symbolIs(i - 1, u"::") || symbolIs(i - 1, u"$"))) &&
+            contains(standingFunctions, spelling(i))) {
+            edits_.push_back({token.start, 0, std::u16string(standingPrefix) + u":"});
+        } else if (symbolIs(i, u"/") && token.operandPlace && i + 1 < all_.size() &&
+                   all_[i + 1].kind == Token::Symbol &&
+                   (symbolIs(i + 1, u"|") || endsOperand(text_, all_[i + 1]))) {
+            edits_.push_back({token.end, 0, u"."});
+        } else if (symbolIs(i, u"-") && token.operandPlace && symbolIs(i + 1, u"-")) {
+            std::size_t run = i + 1;
+            while (symbolIs(run, u"-")) {
+                ++run;
+            }
+            std::size_t const signs = run - i;
+            // The operand: up to the first token outside brackets that ends it.
+            std::size_t end = run;
+            while (end < all_.size() && ! (end > run && endsOperand(text_, all_[end]))) {
+                end = symbolIs(end, u"(") || symbolIs(end, u"[") ? behindClosing(end) : end + 1;
+            }
+            std::u16string opening;
+            for (std::size_t sign = 1; sign < signs; ++sign) {
+                opening += u"-(";
+            }
+            edits_.push_back({token.start, all_[run - 1].end - token.start, opening + u"-"});
+            edits_.push_back({end > run ? all_[end - 1].end : all_[run - 1].end, 0,
+                              std::u16string(signs - 1, u')')});
+            i = run - 1;
+        }
+    }
+
+    // The index behind the step at index, or index when there is none; overlapping tells whether
+    // its axis is one on which different context nodes reach the same nodes.
+    std::size_t step(std::size_t index, bool& overlapping) const {
+        overlapping = false;
+        std::size_t next = index;
+        if (symbolIs(next, u".") || symbolIs(next, u"..")) {
+            overlapping = symbolIs(next, u"..");
+            return behindPredicates(next + 1);
+        }
+        if (symbolIs(next, u"@")) {
+            ++next;
+        } else if (isName(next) && symbolIs(next + 1, u"::")) {
+            overlapping = contains(overlappingAxes, spelling(next));
+            next += 2;
+        }
+        if (isName(next) && symbolIs(next + 1, u"(") && contains(nodeTypes, spelling(next))) {
+            next = behindClosing(next + 1);
+        } else if ((isName(next) && ! symbolIs(next + 1, u"(")) ||
+                   (next < all_.size() && all_[next].kind == Token::Star)) {
+            ++next;
+        } else {
+            return index;
+        }
+        return behindPredicates(next);
+    }
+
+    // The index behind the primary expression and its predicates at index, or index.
+    std::size_t primary(std::size_t index) const {
+        std::size_t next = index;
+        if (next < all_.size() &&
+            (all_[next].kind == Token::Literal || all_[next].kind == Token::Number)) {
+            ++next;
+        } else if (symbolIs(next, u"$") && isName(next + 1)) {
+            next += 2;
+        } else if (symbolIs(next, u"(")) {
+            next = behindClosing(next);
+        } else if (isName(next) && symbolIs(next + 1, u"(") &&
+                   ! contains(nodeTypes, spelling(next))) {
+            next = behindClosing(next + 1);
+        } else {
+            return index;
+        }
+        return behindPredicates(next);
+    }
+
+    // Marks the tokens from index up to end that are not inside brackets.
+    void mark(std::size_t index, std::size_t end, std::vector<bool>& steps) const {
+        while (index < end) {
+            if (symbolIs(index, u"(") || symbolIs(index, u"[")) {
+                index = behindClosing(index);
+            } else {
+                steps[index++] = true;
+            }
+        }
+    }
+
+    // Groups the location path that starts at index, if one does, after each step that can give
+    // a node more than once and that more steps follow: the evaluator runs the rest of a path for
+    // every node a step gives before it drops the repeats, so a path with several such steps
+    // costs the number of nodes to the power of their count. A group gives its nodes once each.
+    // A step can give repeats when its axis overlaps from different context nodes and it runs at
+    // several: after the path's first step or primary expression, and "//" after any step. The
+    // path's own tokens are marked in steps, so that its steps are not taken for paths again.
+    void groupSteps(std::size_t index, std::vector<bool>& steps) {
+        std::size_t next = index;
+        std::size_t before = 0; // steps before the next one, a primary expression counted
+        if (! symbolIs(next, u"/") && ! symbolIs(next, u"//")) {
+            bool overlapping = false;
+            std::size_t behind = primary(next);
+            if (behind == next) {
+                behind = step(next, overlapping); // the first step runs at one node
+            }
+            if (behind == next) {
+                return; // not a path
+            }
+            mark(next, behind, steps);
+            next = behind;
+            before = 1;
+        }
+        // At the root the first step runs at one node as well.
+        std::vector<std::size_t> groupEnds;
+        bool repeats = false; // whether the last step can give a node more than once
+        while (symbolIs(next, u"/") || symbolIs(next, u"//")) {
+            bool overlapping = false;
+            std::size_t const behind = step(next + 1, overlapping);
+            if (behind == next + 1) {
+                break; // the root alone, or a syntax error left to the evaluator
+            }
+            if (repeats) {
+                groupEnds.push_back(all_[next - 1].end);
+            }
+            repeats = before > 0 && (overlapping || symbolIs(next, u"//"));
+            mark(next, behind, steps);
+            ++before;
+            next = behind;
+        }
+        if (groupEnds.empty()) {
+            return;
+        }
+        edits_.push_back({all_[index].start, 0, std::u16string(groupEnds.size(), u'(')});
+        for (std::size_t const end : groupEnds) {
+            edits_.push_back({end, 0, u")"});
+        }
+    }
+
+    std::u16string_view text_;
+    std::vector<Token> all_;
+    std::vector<Edit> edits_;
+};
+
+} // namespace
+
+std::u16string conformingPath(std::u16string const& expression) {
+    return Rewriter(expression).rewritten();
 }
 
 } // namespace trans

@@ -45,6 +45,15 @@ PathShape pathShape(char16_t const* expression);
 // resolved. Throws the evaluator's parse exception for an expression it cannot run safely.
 std::u16string checkedPath(char16_t const* expression);
 
+// The checked expression as the evaluator is to compile it so that it answers as XPath 1.0 does;
+// every other character stays as it is:
+// - calls of the standing functions (transxpathfunctions.h) get their prefix;
+// - a root path "/" that an operator or a closing bracket follows becomes "/.", which the
+//   evaluator reads (it takes "/ | /r" for a path that goes on after the root);
+// - a run of unary minus signs, "--2" or "- - 2", becomes "-(-2)": the evaluator takes one sign
+//   before an operand.
+std::u16string conformingPath(std::u16string const& expression);
+
 } // namespace trans
 
 #endif // TRANSXPATHGUARD_H

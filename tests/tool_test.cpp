@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <tuple>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -163,6 +164,9 @@ TEST(Tool, QueriesAnswerWithTheirExitStatus) {
                "failure: error in the path: The prefix 'foo' is not declared."},
           Case{"/dictionary", "current()", 2, "failure: error in the path: The function 'current'"},
           Case{"/dictionary", "count(1)", 2, "failure: error in the path: The expression does not"},
+          Case{"/dictionary", "round(", 2,
+               "failure: error in the path: Expected ')', but found '' instead. expression = "
+               "'round('"},
           Case{"/dictionary", " ", 2, "failure: the path is empty"},
           Case{"/dictionary/variable", "@label", 0,
                "warning: the context path selects 14 nodes; the first is used"}}) {
@@ -188,6 +192,15 @@ TEST(Tool, QueriesXmlFilesWithNamespaces) {
     EXPECT_EQ("7\n", bound.out) << bound.err;
     Result const unbound = run({"query", path, "/d:r", "."});
     EXPECT_TRUE(contains(unbound.err, "The prefix 'd' is not declared")) << unbound.err;
+
+    // CDATA sections are text, merged with the text beside them; an empty one adds nothing.
+    std::string const cdata = writeFile("cdata.xml", "<c>a<![CDATA[x<y]]>b<e/><![CDATA[]]></c>");
+    for (auto const& [expression, expected] :
+         {std::pair{"string(text())", "ax<yb\n"}, std::pair{"count(text())", "1\n"},
+          std::pair{"count(self::c[contains(text(), '<')])", "1\n"}}) {
+        Result const answer = run({"query", cdata, "/c", expression});
+        EXPECT_EQ(expected, answer.out) << expression << ": " << answer.err;
+    }
 }
 
 TEST(Tool, DictionaryFilesAnswerAsTheirDataSource) {

@@ -78,7 +78,8 @@ private:
     std::string refused_;
 };
 
-// A DOM parser that stops at the first element nested deeper than xmlNestingLimit.
+// A DOM parser that stops at the first element nested deeper than xmlNestingLimit and reads
+// CDATA sections as text.
 class NestingLimitedParser : public xercesc::XercesDOMParser {
 public:
     explicit NestingLimitedParser(std::string name) : name_(std::move(name)) {}
@@ -98,6 +99,13 @@ public:
         }
         XercesDOMParser::startElement(declaration, urlId, prefix, attributes, count, isEmpty,
                                       isRoot);
+    }
+
+    // A CDATA section is text, as XPath's data model has it: merged with the text around it.
+    void docCharacters(XMLCh const* chars, XMLSize_t length, bool cdataSection) override {
+        if (length > 0 || ! cdataSection) {
+            XercesDOMParser::docCharacters(chars, length, false);
+        }
     }
 
     void endElement(xercesc::XMLElementDecl const& declaration, unsigned int urlId, bool isRoot,
