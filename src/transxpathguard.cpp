@@ -201,7 +201,15 @@ std::u16string checkedPath(char16_t const* expression) {
                         kibibytes(shape.stack) + u" KiB of stack, and " +
                         kibibytes(availableStack()) + u" KiB are left.");
     }
-    std::u16string text(expression != nullptr ? expression : u"");
+    return std::u16string(expression != nullptr ? expression : u"");
+}
+
+namespace {
+
+// The expression with each prefixed name test on the namespace axis made a test that selects
+// nothing and still resolves the prefix.
+std::u16string withoutNamespaceNameTests(std::u16string text) {
+    PathShape const shape = pathShape(text.c_str());
     // From the last test back, so that the positions found stay valid.
     for (auto test = shape.namespaceTests.rbegin(); test != shape.namespaceTests.rend(); ++test) {
         std::u16string const name = text.substr(test->first, test->second);
@@ -209,6 +217,8 @@ std::u16string checkedPath(char16_t const* expression) {
     }
     return text;
 }
+
+} // namespace
 
 namespace {
 
@@ -521,7 +531,7 @@ private:
 } // namespace
 
 std::u16string conformingPath(std::u16string const& expression) {
-    return Rewriter(expression).rewritten();
+    return Rewriter(withoutNamespaceNameTests(expression)).rewritten();
 }
 
 } // namespace trans

@@ -39,14 +39,15 @@ struct PathShape {
 // What the scan finds in the expression; string literals are skipped.
 PathShape pathShape(char16_t const* expression);
 
-// The expression as the evaluator is to compile it: a prefixed name test on the namespace axis
-// (namespace::p:x, namespace::p:*), on which the evaluator crashes, becomes a step that selects
-// nothing, as such a test does (namespace nodes have no namespace URI), while the prefix is still
-// resolved. Throws the evaluator's parse exception for an expression it cannot run safely.
+// The expression, once checked: throws the evaluator's parse exception for an expression it
+// cannot run safely.
 std::u16string checkedPath(char16_t const* expression);
 
 // The checked expression as the evaluator is to compile it so that it answers as XPath 1.0 does;
 // every other character stays as it is:
+// - a prefixed name test on the namespace axis (namespace::p:x, namespace::p:*), on which the
+//   evaluator crashes, becomes a step that selects nothing, as such a test does (namespace nodes
+//   have no namespace URI), while the prefix is still resolved;
 // - calls of the standing functions (transxpathfunctions.h) get their prefix;
 // - a root path "/" that an operator or a closing bracket follows becomes "/.", which the
 //   evaluator reads (it takes "/ | /r" for a path that goes on after the root);
