@@ -96,7 +96,7 @@ template <typename Unit>
 class DirectOutput {
 public:
     DirectOutput(std::basic_string<Unit>& text, std::size_t expectedSize) : text_(text) {
-        text_.resize(std::max<std::size_t>(expectedSize, 4096));
+        text_.resize(expectedSize + expectedSize / 16 + 4096); // room for the last escapes
     }
     ~DirectOutput() { text_.resize(used_); }
     DirectOutput(DirectOutput const&) = delete;

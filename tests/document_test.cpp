@@ -257,6 +257,13 @@ TEST_F(Document, WriterMatchesTheSerializerByteForByte) {
              root(d)->setAttributeNode(a);
          },
          XmlWriteEnd::Complete},
+        {"XML 1.1 line ends", "<r/>",
+         [root](DOMDocument& d) {
+             d.setXmlVersion(u"1.1");
+             root(d)->setAttribute(u"a", u"\u0085\u2028\t");
+             root(d)->appendChild(d.createTextNode(u"\u0085\u2028\r"));
+         },
+         XmlWriteEnd::Complete},
         {"control character in text", "<r><a/></r>",
          append([](DOMDocument& d) { return d.createTextNode(u"x\u0001"); }), XmlWriteEnd::Raised},
         {"control character in an attribute", "<r><a/></r>",
