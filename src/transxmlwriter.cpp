@@ -106,20 +106,25 @@ public:
     void markupOrRefs(XMLCh const* text, std::size_t count) { copy(text, count); }
 
     void escaped(XMLCh const* text, std::size_t count, Escapes escapes) {
-        // "&quot;", the longest reference, is six units; a character is at most three in UTF-8.
-        Unit* out = room(6 * count);
         unsigned char const mask = escapes == Escapes::Text ? textEscape : attributeEscape;
-        for (std::size_t i = 0; i < count; ++i) {
-            XMLCh const unit = text[i];
-            if (unit < 0x80 && (escapeKinds[unit] & mask) != 0) {
-                for (char const* reference = references[unit]; *reference != 0; ++reference) {
-                    *out++ = static_cast<Unit>(*reference);
+        for (std::size_t i = 0; i < count;) {
+            // "&quot;", the longest reference, is six units; a character is at most three bytes
+            // in UTF-8, a pair four. Room is made a part at a time, so a long text needs no room
+            // six times its size.
+            std::size_t const end = std::min(count, i + partSize);
+            Unit* out = room(6 * (end - i));
+            for (; i < end; ++i) {
+                XMLCh const unit = text[i];
+                if (unit < 0x80 && (escapeKinds[unit] & mask) != 0) {
+                    for (char const* reference = references[unit]; *reference != 0; ++reference) {
+                        *out++ = static_cast<Unit>(*reference);
+                    }
+                } else {
+                    out = encode(text, i, count, out);
                 }
-            } else {
-                out = encode(text, i, count, out);
             }
+            commit(out);
         }
-        commit(out);
     }
 
     void cdata(XMLCh const* text, std::size_t count) {
@@ -129,6 +134,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t partSize = 16384;
     static constexpr unsigned char textEscape = 1;
     static constexpr unsigned char attributeEscape = 2;
     static constexpr auto escapeKinds = [] {
@@ -169,11 +175,14 @@ private:
     void commit(Unit* end) noexcept { used_ = static_cast<std::size_t>(end - text_.data()); }
 
     void copy(XMLCh const* text, std::size_t count) {
-        Unit* out = room(3 * count);
-        for (std::size_t i = 0; i < count; ++i) {
-            out = encode(text, i, count, out);
+        for (std::size_t i = 0; i < count;) {
+            std::size_t const end = std::min(count, i + partSize);
+            Unit* out = room(3 * (end - i) + 1); // a pair's second unit may be past the part
+            for (; i < end; ++i) {
+                out = encode(text, i, count, out);
+            }
+            commit(out);
         }
-        commit(out);
     }
 
     // Writes text[i], or the pair starting there (then i moves to its second unit).

@@ -257,6 +257,14 @@ TEST_F(Document, WriterMatchesTheSerializerByteForByte) {
              root(d)->setAttributeNode(a);
          },
          XmlWriteEnd::Complete},
+        {"long text with a pair across the writer's parts", "<r/>",
+         [root](DOMDocument& d) {
+             std::u16string const text = std::u16string(16383, u'x') + u"\U0001F600&<";
+             root(d)->setAttribute(u"a", text.c_str());
+             root(d)->appendChild(d.createTextNode(text.c_str()));
+             root(d)->appendChild(d.createComment(text.c_str()));
+         },
+         XmlWriteEnd::Complete},
         {"XML 1.1 line ends", "<r/>",
          [root](DOMDocument& d) {
              d.setXmlVersion(u"1.1");
