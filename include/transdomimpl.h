@@ -71,15 +71,14 @@ public:
                           TransStatus& status) const override;
     TransStringList* asStringList(TransString const& context, TransString const& path,
                                   TransStatus& status) const override;
-    /// Documents with elements nested deeper than this are not written: the serializer recurses
-    /// once per level, and this keeps it within about half a megabyte of stack.
-    static constexpr std::size_t maxWriteDepth = 4096;
-
-    /// The document as XML text in the process code page, named in the declaration; characters the
-    /// code page lacks are written as character references. Failure (with whatever was written)
-    /// when the serializer raises, for instance for a character that XML cannot carry; failure and
-    /// warning with an empty text when the process has no code page name or the document is nested
-    /// deeper than maxWriteDepth.
+    /// The document as XML text in the process code page, named in the declaration: byte for byte
+    /// what Xerces-C's DOMLSSerializer writes (pretty-printing off), at any depth. Characters the
+    /// code page lacks are written as character references in text and attribute values. Failure,
+    /// with the text written up to that point, where the serializer stops or raises: a character
+    /// XML cannot carry in text, an attribute value, a comment or a processing instruction (also
+    /// an unpaired surrogate in a CDATA section or namespace name), or a character the code page
+    /// lacks in a name, comment or processing instruction. Failure and warning with an empty text
+    /// when the process has no code page name, or one the serializer does not know.
     TransString* asMBCSXML(TransStatus& status) const override;
     /// The document as XML text in UTF-16 (no byte-order mark). Failure as for asMBCSXML.
     TransString* asUTF16XML(TransStatus& status) const override;
@@ -141,9 +140,8 @@ private:
     mutable xalanc::XalanDocument* dom_ = nullptr; // owned by parserLiaison_
     std::unique_ptr<trans::PathEvaluator, EvaluatorDeleter> evaluator_;
     mutable std::unique_ptr<QueryState, QueryStateDeleter> queries_;
-    std::size_t depth_ = 0; // the deepest element's level; 1 for the document element alone
-    bool ids_ = false;      // whether an attribute is of type ID, for id()
-    mutable std::size_t utf16Units_ = 0; // length of the UTF-16 text once written, 0 before
+    bool ids_ = false;                    // whether an attribute is of type ID, for id()
+    mutable std::size_t writtenSize_ = 0; // units or bytes of the last whole text written
 };
 
 #endif // TRANSDOMIMPL_H

@@ -10,6 +10,7 @@
 #include "transutil.h"
 #include "transxerces.h"
 #include "transxmlchararray.h"
+#include "transxmlwriter.h"
 #include "transxpathguard.h"
 
 #include <algorithm>
@@ -43,10 +44,10 @@ namespace {
 // import recurses once per level and runs out of stack on deeply nested documents. Every node is
 // imported shallowly (an element with its specified attributes), and an element's children are
 // imported in turn, as the deep import does; an entity reference's children come from its own
-// document, so they are not imported. depth is set to the deepest element's level below root,
-// counting root as 1, and ids to whether an attribute is of type ID (the import keeps the type).
+// document, so they are not imported. ids is set to whether an attribute is of type ID (the
+// import keeps the type).
 xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root,
-                             std::size_t& depth, bool& ids) {
+                             bool& ids) {
     auto const hasId = [](xercesc::DOMNode const& element) {
         xercesc::DOMNamedNodeMap const* attributes = element.getAttributes();
         for (XMLSize_t i = 0; attributes != nullptr && i < attributes->getLength(); ++i) {
@@ -60,11 +61,9 @@ xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode co
     struct Pending {
         xercesc::DOMNode const* source;
         xercesc::DOMNode* copy;
-        std::size_t level;
     };
     xercesc::DOMNode* const copy = document.importNode(&root, false);
-    std::vector<Pending> pending{{&root, copy, 1}};
-    depth = 1;
+    std::vector<Pending> pending{{&root, copy}};
     while (! pending.empty()) {
         Pending const next = pending.back();
         pending.pop_back();
@@ -73,72 +72,20 @@ xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode co
             xercesc::DOMNode* childCopy = next.copy->appendChild(document.importNode(child, false));
             if (child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
                 ids = ids || hasId(*child);
-                pending.push_back({child, childCopy, next.level + 1});
-                depth = std::max(depth, next.level + 1);
+                pending.push_back({child, childCopy});
             }
         }
     }
     return copy;
 }
 
-// The serializer's UTF-16 output written straight into a string, which starts with room for the
-// expected number of code units and grows by doubling if it needs more.
-class UnicodeTarget : public xercesc::XMLFormatTarget {
-public:
-    explicit UnicodeTarget(std::size_t expectedUnits) : capacity_(expectedUnits) {}
-
-    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
-        if (count == 0) {
-            return;
-        }
-        if (buffer_ == nullptr || bytes_ + count > capacity_ * sizeof(char16_t)) {
-            std::size_t const needed = (bytes_ + count + 1) / sizeof(char16_t);
-            std::size_t const grown = buffer_ == nullptr ? capacity_ : 2 * capacity_;
-            if (buffer_ != nullptr) {
-                text_.releaseBuffer(static_cast<int32_t>(bytes_ / sizeof(char16_t)));
-            }
-            capacity_ = std::max(needed, grown);
-            buffer_ = text_.getBuffer(capacity(capacity_)); // keeps what was written
-            if (buffer_ == nullptr) {
-                throw std::bad_alloc();
-            }
-        }
-        std::memcpy(reinterpret_cast<char*>(buffer_) + bytes_, bytes, count);
-        bytes_ += count;
+// A UTF-16 string of the units; more than a string can hold is out of memory.
+icu::UnicodeString unicodeString(std::u16string const& units) {
+    if (units.size() > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
+        throw std::bad_alloc();
     }
-
-    // The text written; the target is empty afterwards.
-    icu::UnicodeString release() {
-        if (buffer_ != nullptr) {
-            text_.releaseBuffer(static_cast<int32_t>(bytes_ / sizeof(char16_t)));
-            buffer_ = nullptr;
-        }
-        return std::move(text_);
-    }
-
-    // A capacity in code units as ICU takes it; more than a string can hold is out of memory.
-    static int32_t capacity(std::size_t units) {
-        if (units > static_cast<std::size_t>(std::numeric_limits<int32_t>::max())) {
-            throw std::bad_alloc();
-        }
-        return static_cast<int32_t>(units);
-    }
-
-private:
-    icu::UnicodeString text_;
-    char16_t* buffer_ = nullptr;
-    std::size_t capacity_; // code units
-    std::size_t bytes_ = 0;
-};
-
-// The serializer's output appended to one string.
-struct StringTarget : xercesc::XMLFormatTarget {
-    void writeChars(XMLByte const* bytes, XMLSize_t count, xercesc::XMLFormatter*) override {
-        text.append(reinterpret_cast<char const*>(bytes), count);
-    }
-
-    std::string text;
-};
+    return icu::UnicodeString(units.data(), static_cast<int32_t>(units.size()));
+}
 
 } // namespace
 
@@ -189,7 +136,7 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     if (element == nullptr) {
         return;
     }
-    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, depth_, ids_);
+    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, ids_);
     TRANS_ASSERT(node && "TransDOMImpl: copy constructor failed.");
     xercesDocument_->appendChild(node);
 }
@@ -218,7 +165,7 @@ TransDOMImpl::TransDOMImpl(TransDOMImpl const& other) : TransValueImpl(other) {
 TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
     init();
     TransDictionaryImpl builder;
-    xercesDocument_.reset(builder.addDictionary(source)); // a few levels deep: depth_ stays 0
+    xercesDocument_.reset(builder.addDictionary(source));
     if (xercesDocument_ == nullptr) {
         copyDocument(nullptr); // the builder could not create a document: hold an empty one
     }
@@ -242,9 +189,8 @@ void TransDOMImpl::swap(TransDOMImpl& other) noexcept {
     std::swap(dom_, other.dom_);
     evaluator_.swap(other.evaluator_);
     queries_.swap(other.queries_);
-    std::swap(depth_, other.depth_);
     std::swap(ids_, other.ids_);
-    std::swap(utf16Units_, other.utf16Units_);
+    std::swap(writtenSize_, other.writtenSize_);
 }
 
 TransDOMImpl* TransDOMImpl::clone() const {
@@ -272,52 +218,34 @@ TransString* TransDOMImpl::writeXML(bool utf16, TransStatus& status) const {
         encoding = text;
     }
 
-    if (depth_ > maxWriteDepth) {
-        return trans::failedString(status);
-    }
-
-    xercesc::DOMImplementation* implementation =
-        xercesc::DOMImplementationRegistry::getDOMImplementation(TransXMLChArray::LS_s);
-    trans::XercesPtr<xercesc::DOMLSSerializer> serializer(
-        implementation->createLSSerializer(xercesc::XMLPlatformUtils::fgMemoryManager));
-    trans::XercesPtr<xercesc::DOMLSOutput> output(
-        implementation->createLSOutput(xercesc::XMLPlatformUtils::fgMemoryManager));
-    xercesc::DOMConfiguration* configuration = serializer->getDomConfig();
-    if (configuration->canSetParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false)) {
-        configuration->setParameter(xercesc::XMLUni::fgDOMWRTFormatPrettyPrint, false);
-    }
-    output->setEncoding(encoding.c_str());
-    // Multibyte text is written straight into the string that the result takes over. UTF-16
-    // text is written into bytes and copied once into the string's own form the first time; its
-    // length is then known, and later writes go straight into a string of that size. (It holds
-    // no NUL: the document's texts cannot.)
-    UnicodeTarget unicode(utf16Units_);
-    StringTarget bytes;
-    xercesc::XMLFormatTarget* target = &bytes;
-    if (utf16 && utf16Units_ > 0) {
-        target = &unicode;
-    }
-    output->setByteStream(target);
+    // Written by our own walk (see transxmlwriter.h): the serializer's text, at any depth.
+    trans::XmlText text;
+    trans::XmlWriteEnd end = trans::XmlWriteEnd::Raised;
     try {
-        serializer->write(xercesDocument_.get(), output.get());
+        end = trans::writeXml(*xercesDocument_, encoding.c_str(), text, writtenSize_);
     } catch (...) {
-        // Whatever was written before the error is still handed back, flagged as failed.
+        // Out of memory: whatever was written before is still handed back, flagged as failed.
+    }
+    if (end != trans::XmlWriteEnd::Complete) {
         status.failure(true);
     }
 
+    if (end == trans::XmlWriteEnd::Complete) {
+        writtenSize_ = text.inUnits ? text.units.size() : text.bytes.size(); // presizes the next
+    }
     TransString* result = nullptr;
-    if (! utf16) {
-        result = TransStringImpl::adopt(std::move(bytes.text));
-    } else if (target == &unicode) {
-        result = TransStringImpl::adopt(unicode.release());
-    } else {
-        UnicodeTarget text(bytes.text.size() / sizeof(char16_t));
-        text.writeChars(reinterpret_cast<XMLByte const*>(bytes.text.data()), bytes.text.size(),
-                        nullptr);
-        if (! status.failure()) {
-            utf16Units_ = bytes.text.size() / sizeof(char16_t); // the same for every later write
+    if (utf16) {
+        if (! text.inUnits) { // UTF-16 in the other byte order would come as bytes
+            text.units.resize(text.bytes.size() / sizeof(char16_t));
+            std::memcpy(text.units.data(), text.bytes.data(), text.units.size() * sizeof(char16_t));
         }
-        result = TransStringImpl::adopt(text.release());
+        result = TransStringImpl::adopt(unicodeString(text.units));
+    } else {
+        if (text.inUnits) { // a code page named UTF-16: its bytes as the host stores them
+            text.bytes.assign(reinterpret_cast<char const*>(text.units.data()),
+                              text.units.size() * sizeof(char16_t));
+        }
+        result = TransStringImpl::adopt(std::move(text.bytes));
     }
     if (result->empty()) {
         status.warning(true);
