@@ -16,17 +16,17 @@
 
 using testing_support::mbcs;
 using testing_support::OwnedDocument;
-using testing_support::OwnedList;
 using testing_support::OwnedString;
 using testing_support::parseXml;
 using testing_support::ScopedCodePage;
 using testing_support::ScopedLocale;
 using testing_support::take;
+using testing_support::takeList;
+using testing_support::Texts;
 using testing_support::treeShape;
 using xercesc::DOMElement;
 using xercesc::DOMNode;
 using Format = ZELT_Variable::FormatType;
-using Texts = std::vector<std::u16string>;
 
 namespace {
 
@@ -133,12 +133,7 @@ std::u16string ask(TransValue const& value, char16_t const* context, char16_t co
 }
 
 Texts askList(TransValue const& value, char16_t const* context, char16_t const* path) {
-    OwnedList const list(value.asStringList(TransString(context), TransString(path)));
-    Texts result;
-    for (unsigned long i = 0; list && i < list->size(); ++i) {
-        result.emplace_back(list->asUTF16(i));
-    }
-    return result;
+    return takeList(value.asStringList(TransString(context), TransString(path)));
 }
 
 double number(TransValue const& value, char16_t const* path) {
@@ -668,75 +663,6 @@ TEST_F(Dictionary, TextsAreConvertedFromTheProcessCodePage) {
                       u"multipleResponseSet/multipleResponseSetLabel/@value)"));
         EXPECT_NE(std::u16string::npos, take(value.asUTF16XML()).find(u"name=\"Größe\""));
     }
-}
-
-TEST_F(Dictionary, RealisticDataSourceHasEverythingInPlace) {
-    ZELT_DataSource ds;
-    ds.setTimestamp(1262304000.0);
-    ds.setRowCount(2500);
-    ZELT_Variable var("born");
-    var.setFormat(Format::ADATE, 10, 0);
-    var.setWriteFormat(Format::SDATE, 10, 0);
-    ds.addVariable(var);
-    var = labelled("sex", "Sex of respondent");
-    var.setMissingValues({9});
-    var.addValueLabel(1, "male");
-    var.addValueLabel(2, "female");
-    ds.addVariable(var);
-    var = labelled("age", "Age in years");
-    var.setMissingRange(ZELT_Variable::missingLowest, 0, 999);
-    var.setAttributes(attributes({{"$VD.Unit", {"years"}}}));
-    ds.addVariable(var);
-    var = labelled("region", "Region code", 2);
-    var.setMissingStrings({"X"});
-    var.addValueLabel("N", "north");
-    ds.addVariable(var);
-    for (char const* brand : {"brand1", "brand2", "brand3"}) {
-        var = labelled(brand, std::string("Uses ") + brand);
-        var.addValueLabel(1, "yes");
-        ds.addVariable(var);
-    }
-    ds.addVariable(ZELT_Variable("weight"));
-    ds.setWeightVariable("weight");
-    ds.addVariableSet(VariableSet("Demographics", {"sex", "age", "born", "region"}));
-    VariableSet set("$brands", {"brand1", "brand2", "brand3"});
-    set.setType(VariableSet::typeDichotomy);
-    set.setCountedValue("1");
-    set.setLabel("Brands used");
-    ds.addMultipleResponseSet(set);
-    ds.setAttributes(attributes({{"$VD.Source", {"panel", "wave 3"}}, {"Owner", {"research"}}}));
-    ds.addExtension(4, 4, 8, std::vector<unsigned char>(24, 0x40));
-    ds.addExtension(3, 3, 4, std::vector<unsigned char>(32, 0x01));
-
-    auto doc = build(ds);
-    DOMElement const* root = doc->getDocumentElement();
-    EXPECT_EQ("variable*8 weightVariable valueLabelSet*5 variableSet multipleResponseSet "
-              "attributeSet extension*2",
-              names(root, true));
-    EXPECT_EQ("variableFormat variableWriteFormat missingValue missingValue missingValue "
-              "attributeSet",
-              names(elements(root, u"variable").at(2)));
-
-    space_.add(TransString("survey"), TransValue(ds));
-    TransValue const& value = space_.find(TransString(" SURVEY "));
-    EXPECT_EQ(2500, number(value, u"dictionary/@rowCount"));
-    EXPECT_EQ(u"2010-01-01T00:00:00", ask(value, u"/dictionary", u"@creationDateTime"));
-    EXPECT_EQ((Texts{u"lowest", u"0", u"999"}),
-              askList(value, u"/dictionary/variable[@name='age']", u"missingValue/@data"));
-    EXPECT_EQ(u"SDATE", ask(value, u"//variable[@name='born']", u"variableWriteFormat/@type"));
-    EXPECT_EQ(u"female", ask(value, u"/dictionary/valueLabelSet[valueLabelVariable/@name='sex']",
-                             u"valueLabel[@value='2']/@label"));
-    EXPECT_EQ(u"1", ask(value, u"/dictionary/multipleResponseSet[@name='$brands']",
-                        u"multipleResponseSetDichotomy/@value"));
-    EXPECT_EQ((Texts{u"panel", u"wave 3"}),
-              askList(value, u"/dictionary/attributeSet/attribute[@name='$VD.Source']",
-                      u"attributeValue/@value"));
-    EXPECT_EQ(u"4040404040404040",
-              ask(value, u"/dictionary/extension[2]", u"substring(@data, 1, 16)"));
-
-    auto parsed = parseXml(mbcs(*OwnedString(value.asMBCSXML())));
-    ASSERT_NE(nullptr, parsed);
-    EXPECT_EQ(treeShape(doc.get()), treeShape(parsed.get()));
 }
 
 TEST_F(Dictionary, LargeDataSourceKeepsEveryGroupInOrder) {

@@ -113,14 +113,6 @@ protected:
     TransSpace space_;
 };
 
-std::vector<std::u16string> entries(TransStringList const& list) {
-    std::vector<std::u16string> result;
-    for (unsigned long i = 0; i < list.size(); ++i) {
-        result.emplace_back(list.asUTF16(i));
-    }
-    return result;
-}
-
 } // namespace
 
 TEST_P(Queries, ConvertTheResultWithTheirFlags) {
@@ -136,7 +128,7 @@ TEST_P(Queries, ConvertTheResultWithTheirFlags) {
 
     OwnedList list(value.asStringList(context, path, status));
     ASSERT_NE(nullptr, list);
-    EXPECT_EQ(query.list, entries(*list));
+    EXPECT_EQ(query.list, testing_support::entries(*list));
     EXPECT_EQ(query.listFlags, flags(status));
 
     EXPECT_EQ(query.number, value.asDouble(context, path, status));

@@ -5,31 +5,13 @@
 #include <string>
 #include <vector>
 
+using testing_support::flags;
 using testing_support::mbcs;
 using testing_support::OwnedList;
 using testing_support::OwnedString;
 using testing_support::utf16;
 
 namespace {
-
-struct Flags {
-    bool failure;
-    bool warning;
-};
-
-::testing::AssertionResult hasFlags(TransStatus const& status, Flags expected) {
-    if (status.failure() == expected.failure && status.warning() == expected.warning) {
-        return ::testing::AssertionSuccess();
-    }
-    return ::testing::AssertionFailure()
-           << "failure " << status.failure() << " warning " << status.warning() << ", expected "
-           << expected.failure << " " << expected.warning;
-}
-
-constexpr Flags none{false, false};
-constexpr Flags warning{false, true};
-constexpr Flags failure{true, false};
-constexpr Flags both{true, true};
 
 std::vector<std::string> handles(TransSpace const& space) {
     OwnedList list(space.list());
@@ -80,15 +62,15 @@ TEST(SpaceValues, HandlesAreTrimmedCaseInsensitiveAndKeepFirstSpelling) {
     TransSpace space;
     TransStatus status;
     EXPECT_TRUE(space.add(TransString(" Total "), TransValue(7.0), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
 
     EXPECT_TRUE(space.exists(TransString("  TOTAL "), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_EQ(7.0, space.find(TransString(u"total"), status).asDouble());
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
 
     EXPECT_FALSE(space.add(TransString("total"), TransValue(8.0), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_EQ(7.0, space.find(TransString("Total")).asDouble());
     EXPECT_EQ(std::vector<std::string>{"Total"}, handles(space));
 }
@@ -99,35 +81,35 @@ TEST(SpaceValues, FailureTable) {
     TransString const blank("   ");
 
     EXPECT_FALSE(space.add(blank, TransValue(1.0), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.remove(blank, status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.exists(TransString(), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     space.find(blank, status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
 
     EXPECT_FALSE(space.remove(TransString("nothing"), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.exists(TransString("nothing"), status));
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
 
     TransValue const& missing = space.find(TransString("nothing"), status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     OwnedString text(missing.asString(status));
-    EXPECT_TRUE(hasFlags(status, both)); // the empty value is a null value
+    EXPECT_EQ("F+W", flags(status)); // the empty value is a null value
 
     OwnedList list(space.list(status));
     ASSERT_NE(nullptr, list);
     EXPECT_TRUE(list->empty());
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
 
     TransString* nothing = nullptr;
     space.releaseString(nothing, status);
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
     TransStringList* noList = nullptr;
     space.releaseStringList(noList, status);
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
 }
 
 TEST(SpaceValues, RemoveThenAddReplaces) {
@@ -135,7 +117,7 @@ TEST(SpaceValues, RemoveThenAddReplaces) {
     TransStatus status;
     space.add(TransString("v"), TransValue(1.0));
     EXPECT_TRUE(space.remove(TransString(" V"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_FALSE(space.exists(TransString("v")));
     EXPECT_TRUE(space.add(TransString("V"), TransValue(2.0)));
     EXPECT_EQ(2.0, space.find(TransString("v")).asDouble());
@@ -170,7 +152,7 @@ TEST(SpaceValues, ReleaseDeletesAndNulls) {
     TransStatus status;
     space.releaseString(text, status);
     EXPECT_EQ(nullptr, text);
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     TransStringList* list = space.list();
     space.releaseStringList(list);
     EXPECT_EQ(nullptr, list);
@@ -211,25 +193,25 @@ TEST(SpaceImages, SameNameImagesAreKeptInOrderAndRemovedFirstFirst) {
     TransSpace space;
     TransStatus status;
     EXPECT_TRUE(space.addImage(TransString("chart"), image("pic", "one", 1), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_TRUE(space.addImage(TransString(" CHART "), image("pic", "two", 2), status));
 
     EXPECT_EQ("one", space.findImage(TransString("chart"), TransString("pic"), status).bytes);
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_TRUE(space.removeImage(TransString("Chart"), TransString(" pic "), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_EQ(2, space.findImage(TransString("chart"), TransString("pic"), status).number);
     EXPECT_TRUE(space.removeImage(TransString("chart"), TransString("pic"), status));
 
     // The list is empty now but stays: no warning, unlike a handle that never had images.
     EXPECT_FALSE(space.existsImage(TransString("chart"), TransString("pic"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_FALSE(space.existsImage(TransString("never"), TransString("pic"), status));
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
     EXPECT_TRUE(space.findImage(TransString("chart"), TransString("pic"), status).name.empty());
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_FALSE(space.removeImage(TransString("chart"), TransString("pic"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
 }
 
 TEST(SpaceImages, NamesMatchAfterTrimmingButCaseSensitively) {
@@ -237,11 +219,11 @@ TEST(SpaceImages, NamesMatchAfterTrimmingButCaseSensitively) {
     TransStatus status;
     space.addImage(TransString("h"), image("  Logo "), status);
     EXPECT_TRUE(space.existsImage(TransString("H"), TransString("Logo"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_FALSE(space.existsImage(TransString("h"), TransString("logo"), status));
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
     EXPECT_TRUE(space.findImage(TransString("h"), TransString("LOGO"), status).name.empty());
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
 }
 
 TEST(SpaceImages, BlankArgumentsFailWithTheirFlags) {
@@ -251,24 +233,24 @@ TEST(SpaceImages, BlankArgumentsFailWithTheirFlags) {
     space.addImage(TransString("h"), image("a"), status);
 
     EXPECT_FALSE(space.addImage(blank, image("a"), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.removeImage(blank, TransString("a"), status));
-    EXPECT_TRUE(hasFlags(status, failure));
+    EXPECT_EQ("F", flags(status));
     EXPECT_FALSE(space.existsImage(blank, TransString("a"), status));
-    EXPECT_TRUE(hasFlags(status, failure));
+    EXPECT_EQ("F", flags(status));
     space.findImage(blank, TransString("a"), status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.removeAll(blank, status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
 
     EXPECT_FALSE(space.removeImage(TransString("h"), blank, status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.existsImage(TransString("h"), blank, status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     space.findImage(TransString("h"), blank, status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     space.findImage(TransString("nothing"), TransString("a"), status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
 }
 
 TEST(SpaceImages, BlankNamedLastImageWarnsWhenNothingMatches) {
@@ -276,14 +258,14 @@ TEST(SpaceImages, BlankNamedLastImageWarnsWhenNothingMatches) {
     TransStatus status;
     space.addImage(TransString("h"), image("a"), status);
     space.addImage(TransString("h"), image("   "), status);
-    EXPECT_TRUE(hasFlags(status, none)); // a blank image name is accepted
+    EXPECT_EQ("none", flags(status)); // a blank image name is accepted
 
     EXPECT_FALSE(space.removeImage(TransString("h"), TransString("b"), status));
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
     EXPECT_TRUE(space.findImage(TransString("h"), TransString("b"), status).name.empty());
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
     EXPECT_TRUE(space.existsImage(TransString("h"), TransString("a"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
 }
 
 TEST(SpaceImages, RemoveAllReportsTheValueAndDropsTheImages) {
@@ -291,17 +273,17 @@ TEST(SpaceImages, RemoveAllReportsTheValueAndDropsTheImages) {
     TransStatus status;
     space.addImage(TransString("only images"), image("a"), status);
     EXPECT_FALSE(space.removeAll(TransString("ONLY IMAGES"), status));
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
     EXPECT_FALSE(space.existsImage(TransString("only images"), TransString("a"), status));
-    EXPECT_TRUE(hasFlags(status, warning));
+    EXPECT_EQ("W", flags(status));
 
     space.add(TransString("both"), TransValue(1.0));
     space.addImage(TransString("both"), image("a"), status);
     EXPECT_TRUE(space.removeAll(TransString("both"), status));
-    EXPECT_TRUE(hasFlags(status, none));
+    EXPECT_EQ("none", flags(status));
     EXPECT_FALSE(space.exists(TransString("both")));
     space.findImage(TransString("both"), TransString("a"), status);
-    EXPECT_TRUE(hasFlags(status, both));
+    EXPECT_EQ("F+W", flags(status));
 }
 
 TEST(SpaceImages, StoresCopiesIndependentOfTheCaller) {

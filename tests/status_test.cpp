@@ -16,24 +16,15 @@ TransStatus makeStatus(bool failure, bool warning) {
 
 } // namespace
 
-TEST(Status, NewStatusHasNoFlag) {
-    EXPECT_EQ(flags(TransStatus()), "none");
-}
-
-TEST(Status, SettersReturnThePreviousValue) {
+TEST(Status, StartsCleanAndSettersReturnThePreviousValue) {
     TransStatus status;
+    EXPECT_EQ(flags(status), "none");
     EXPECT_FALSE(status.warning(true));
     EXPECT_TRUE(status.warning(true));
     EXPECT_EQ(flags(status), "W");
     EXPECT_FALSE(status.failure(true));
     EXPECT_TRUE(status.failure(false));
     EXPECT_TRUE(status.warning(false));
-    EXPECT_EQ(flags(status), "none");
-}
-
-TEST(Status, ResetClearsBothFlags) {
-    TransStatus status = makeStatus(true, true);
-    status.reset();
     EXPECT_EQ(flags(status), "none");
 }
 
@@ -62,10 +53,12 @@ TEST(Status, CopiesAreIndependentOfTheOriginal) {
     EXPECT_EQ(flags(assigned), "F");
 }
 
-TEST(Status, SwapExchangesTheFlags) {
+TEST(Status, SwapExchangesTheFlagsAndResetClearsBoth) {
     TransStatus first = makeStatus(true, true);
     TransStatus second;
     first.swap(second);
     EXPECT_EQ(flags(first), "none");
     EXPECT_EQ(flags(second), "F+W");
+    second.reset();
+    EXPECT_EQ(flags(second), "none");
 }

@@ -80,16 +80,14 @@ TEST(String, UnknownConverterGivesEmptyTextWithoutFlagAndIsRetriedLater) {
     EXPECT_EQ(mbcs(fromUTF16), "abc");
 }
 
-TEST(String, DerivedFormUsesTheCodePageOfItsFirstUseAndIsKept) {
+TEST(String, DerivedFormUsesTheCodePageOfItsFirstUseAndCopiesKeepIt) {
     TransString const string(u"caf\u00E9");
     {
         ScopedCodePage codePage(0, "ISO-8859-1");
         EXPECT_EQ(mbcs(string), "caf\xE9");
     }
     EXPECT_EQ(mbcs(string), "caf\xE9");
-}
 
-TEST(String, CopyKeepsTheDerivedForms) {
     TransString const original(u"caf\u00E9");
     EXPECT_EQ(mbcs(original), "caf\xC3\xA9");
     TransString const copy(original);

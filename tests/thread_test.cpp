@@ -51,17 +51,6 @@ struct Answers {
     }
 };
 
-std::vector<std::u16string> entries(TransStringList* list) {
-    std::vector<std::u16string> result;
-    if (list != nullptr) {
-        for (unsigned long i = 0; i < list->size(); ++i) {
-            result.emplace_back(list->asUTF16(i));
-        }
-    }
-    TransValue::releaseStringList(list);
-    return result;
-}
-
 // One round of work on a space that holds "survey" (a dictionary) and "doc" (a parsed document).
 // Values are added, copied and removed under handles of the thread's own.
 Answers work(TransSpace& space) {
@@ -72,7 +61,7 @@ Answers work(TransSpace& space) {
     answers.label = take(survey.asString(TransString("/dictionary/variable[@name='age']"),
                                          TransString("attribute::label"), status));
     answers.statusFlags += flags(status);
-    answers.valueLabels = entries(survey.asStringList(
+    answers.valueLabels = testing_support::takeList(survey.asStringList(
         TransString("/dictionary/valueLabelSet[valueLabelVariable/@name='satisfaction']"),
         TransString("valueLabel/@label"), status));
     answers.statusFlags += flags(status);
@@ -83,7 +72,8 @@ Answers work(TransSpace& space) {
     TransValue const copy(space.find(TransString("Doc")));
     answers.thing = take(copy.asString(TransString(u"/root/inner/*"), TransString(u"@*"), status));
     answers.statusFlags += flags(status);
-    answers.items = entries(copy.asStringList(TransString(u"/root"), TransString(u"*[@n]/text()")));
+    answers.items = testing_support::takeList(
+        copy.asStringList(TransString(u"/root"), TransString(u"*[@n]/text()")));
     answers.itemSum = copy.asDouble(TransString(u"/root"), TransString(u"sum(*/@n)"));
     try {
         copy.asString(TransString(u"1+"), TransString(u"."));

@@ -169,15 +169,13 @@ TEST_F(Value, CopiesOutliveReassignmentAndDestructionOfTheSource) {
     EXPECT_EQ(take(assigned.asString()), u" one ");
 }
 
-TEST_F(Value, SwapExchangesTheKinds) {
+TEST_F(Value, HandlesAndImplementationsSwapAndAssignTheirFields) {
     TransValue number(2.5);
     TransValue text(TransString(u"x"));
     number.swap(text);
     EXPECT_EQ(take(number.asString()), u"x");
     EXPECT_EQ(take(text.asString()), u"2.5");
-}
 
-TEST_F(Value, ScalarImplementationsSwapAndAssignTheirFields) {
     TransIntegerImpl first(1);
     TransIntegerImpl second(2);
     first.swap(second);
@@ -201,32 +199,23 @@ TEST_F(Value, ScalarImplementationsSwapAndAssignTheirFields) {
     EXPECT_EQ(take(b.asString(status)), u"b");
 }
 
-TEST_F(Value, ReleaseDeletesAndNullsWithoutFlag) {
-    TransString* string = TransValue().asString(); // placeholders are released like any result
-    TransStatus status = dirtyStatus();
-    TransValue::releaseString(string, status);
-    EXPECT_EQ(string, nullptr);
-    EXPECT_EQ(flags(status), "none");
+TEST_F(Value, ReleaseDeletesAndNullsAndWarnsOnlyOfNull) {
+    for (bool const null : {false, true}) {
+        SCOPED_TRACE(null ? "null" : "owned");
+        char const* const expected = null ? "W" : "none";
+        // Placeholders are released like any result.
+        TransString* string = null ? nullptr : TransValue().asString();
+        TransStatus status = dirtyStatus();
+        TransValue::releaseString(string, status);
+        EXPECT_EQ(string, nullptr);
+        EXPECT_EQ(flags(status), expected);
 
-    TransStringList* list = new TransStringList();
-    status = dirtyStatus();
-    TransValue::releaseStringList(list, status);
-    EXPECT_EQ(list, nullptr);
-    EXPECT_EQ(flags(status), "none");
-}
-
-TEST_F(Value, ReleaseOfNullPointerOnlyWarns) {
-    TransString* string = nullptr;
-    TransStatus status = dirtyStatus();
-    TransValue::releaseString(string, status);
-    EXPECT_EQ(string, nullptr);
-    EXPECT_EQ(flags(status), "W");
-
-    TransStringList* list = nullptr;
-    status = dirtyStatus();
-    TransValue::releaseStringList(list, status);
-    EXPECT_EQ(list, nullptr);
-    EXPECT_EQ(flags(status), "W");
-    TransValue::releaseString(string); // the status-less forms do not assert
-    TransValue::releaseStringList(list);
+        TransStringList* list = null ? nullptr : new TransStringList();
+        status = dirtyStatus();
+        TransValue::releaseStringList(list, status);
+        EXPECT_EQ(list, nullptr);
+        EXPECT_EQ(flags(status), expected);
+        TransValue::releaseString(string); // the status-less forms do not assert
+        TransValue::releaseStringList(list);
+    }
 }

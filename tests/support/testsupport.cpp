@@ -43,6 +43,19 @@ std::u16string utf16(char16_t const* text) {
     return text != nullptr ? std::u16string(text) : std::u16string();
 }
 
+Texts entries(TransStringList const& list) {
+    Texts result;
+    for (unsigned long i = 0; i < list.size(); ++i) {
+        result.emplace_back(utf16(list.asUTF16(i)));
+    }
+    return result;
+}
+
+Texts takeList(TransStringList* list) {
+    OwnedList const owned(list);
+    return owned != nullptr ? entries(*owned) : Texts();
+}
+
 std::string flags(TransStatus const& status) {
     if (status.failure()) {
         return status.warning() ? "F+W" : "F";

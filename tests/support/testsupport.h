@@ -8,6 +8,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace testing_support {
 
@@ -44,6 +45,13 @@ using OwnedList = std::unique_ptr<TransStringList>;
 std::u16string utf16(TransString const& string);
 std::string mbcs(TransString const& string);
 std::u16string utf16(char16_t const* text);
+
+// The UTF-16 entries of a list, copied out.
+using Texts = std::vector<std::u16string>;
+Texts entries(TransStringList const& list);
+
+// The entries of a list that the caller owns; deletes the list. None for a null pointer.
+Texts takeList(TransStringList* list);
 
 // The flags of a status in a readable form: "none", "W", "F" or "F+W".
 std::string flags(TransStatus const& status);
