@@ -1,8 +1,7 @@
 #include "transdictionaryimpl.h"
 
 #include "transassert.h"
-#include "transdoubleimpl.h"
-#include "transintegerimpl.h"
+#include "transnumbers.h"
 #include "transutil.h"
 #include "transvalue.h"
 #include "transxerces.h"
@@ -150,25 +149,22 @@ void setText(DOMElement* element, XMLCh const* name, std::string const& text) {
     setText(element, name, text.c_str(), text.size());
 }
 
-// The integer in the process's numeric locale; the attribute is left out when it cannot be
-// formatted.
+// The integer in the process's numeric locale, as TransIntegerImpl::asString writes it; the
+// attribute is left out when it cannot be formatted.
 void setInteger(DOMElement* element, XMLCh const* name, long long value) {
-    TransStatus status;
-    TransString* text = TransIntegerImpl(value).asString(status);
-    if (! status.failure()) {
-        element->setAttribute(name, text->asUTF16());
+    icu::UnicodeString text;
+    if (trans::formatNumber(value, text)) {
+        element->setAttribute(name, text.getTerminatedBuffer());
     }
-    TransValue::releaseString(text);
 }
 
-// The double in English; the attribute is left out when it cannot be formatted.
+// The double in English, as TransDoubleImpl::asXMLString writes it; the attribute is left out when
+// it cannot be formatted.
 void setDouble(DOMElement* element, XMLCh const* name, double value) {
-    TransStatus status;
-    TransString* text = TransDoubleImpl(value).asXMLString(status);
-    if (! status.failure()) {
-        element->setAttribute(name, text->asUTF16());
+    icu::UnicodeString text;
+    if (trans::formatNumber(value, icu::Locale::getEnglish(), text)) {
+        element->setAttribute(name, text.getTerminatedBuffer());
     }
-    TransValue::releaseString(text);
 }
 
 // Bytes of a string value up to the first blank or zero byte.
