@@ -1,6 +1,7 @@
 #include "transdictionaryimpl.h"
 
 #include "transassert.h"
+#include "transcodepage.h"
 #include "transnumbers.h"
 #include "transutil.h"
 #include "transvalue.h"
@@ -130,15 +131,16 @@ double obsAsDouble(OBS const& value) noexcept {
 // Attribute values
 
 // Multibyte text from the data source, converted as a TransString converts it; a text that does
-// not convert is written empty.
+// not convert is written empty (setText below converts the same way).
 icu::UnicodeString fromMBCS(char const* text, std::size_t length) {
     return text != nullptr ? TransUtil::MBCStoUTF16(std::string(text, length))
                            : icu::UnicodeString();
 }
 
 void setText(DOMElement* element, XMLCh const* name, char const* text, std::size_t length) {
-    icu::UnicodeString value = fromMBCS(text, length);
-    element->setAttribute(name, value.getTerminatedBuffer());
+    thread_local std::u16string value; // reused: a dictionary sets several texts per variable
+    trans::mbcsToUTF16(text, text != nullptr ? length : 0, value);
+    element->setAttribute(name, value.c_str());
 }
 
 void setText(DOMElement* element, XMLCh const* name, char const* text) {

@@ -1,5 +1,6 @@
 #include "transutil.h"
 
+#include "transcodepage.h"
 #include "transicucache.h"
 #include "transnumbers.h"
 #include "zeltplatform.h"
@@ -54,36 +55,52 @@ std::string TransUtil::codepage() {
     return qUTF8mode() != 0 ? "UTF-8" : ZELTMBDefaultCodePage();
 }
 
-icu::UnicodeString TransUtil::MBCStoUTF16(std::string const& text) {
-    icu::UnicodeString result;
-    if (text.empty()) {
-        return result;
-    }
-    // 2n + 1 code units always hold the conversion; refuse inputs whose buffer size would not fit
-    // the converter's 32-bit counts.
-    constexpr std::size_t maxInput = (std::numeric_limits<int32_t>::max() - 1) / 2;
-    if (text.size() > maxInput) {
-        return result;
-    }
+namespace {
+
+// Converts `length` bytes into `buffer`, which holds 2 * length + 1 code units; the count of code
+// units written, or -1 when the conversion is not possible or fails.
+int32_t convertFromCodePage(char const* bytes, int32_t length, char16_t* buffer) {
     UErrorCode error = U_ZERO_ERROR;
-    withProcessConverter(error, [&](UConverter* converter) {
+    return withProcessConverter(error, [&](UConverter* converter) {
         if (U_FAILURE(error) || converter == nullptr) {
-            return;
-        }
-        auto const length = static_cast<int32_t>(text.size());
-        int32_t const capacity = 2 * length + 1;
-        char16_t* buffer = result.getBuffer(capacity);
-        if (buffer == nullptr) {
-            throw std::bad_alloc();
+            return int32_t{-1};
         }
         int32_t const converted =
-            ucnv_toUChars(converter, buffer, capacity, text.data(), length, &error);
-        result.releaseBuffer(converted); // the string clamps the count to its capacity
-        if (U_FAILURE(error)) {
-            result.remove();
-        }
+            ucnv_toUChars(converter, buffer, 2 * length + 1, bytes, length, &error);
+        return U_FAILURE(error) ? int32_t{-1} : converted;
     });
+}
+
+// 2n + 1 code units always hold the conversion; inputs whose buffer size would not fit the
+// converter's 32-bit counts are refused.
+constexpr std::size_t maxInput = (std::numeric_limits<int32_t>::max() - 1) / 2;
+
+} // namespace
+
+icu::UnicodeString TransUtil::MBCStoUTF16(std::string const& text) {
+    icu::UnicodeString result;
+    if (text.empty() || text.size() > maxInput) {
+        return result;
+    }
+    auto const length = static_cast<int32_t>(text.size());
+    char16_t* buffer = result.getBuffer(2 * length + 1);
+    if (buffer == nullptr) {
+        throw std::bad_alloc();
+    }
+    int32_t const converted = convertFromCodePage(text.data(), length, buffer);
+    result.releaseBuffer(converted > 0 ? converted : 0);
     return result;
+}
+
+void trans::mbcsToUTF16(char const* bytes, std::size_t length, std::u16string& result) {
+    result.clear();
+    if (length == 0 || length > maxInput) {
+        return;
+    }
+    result.resize(2 * length + 1);
+    int32_t const converted =
+        convertFromCodePage(bytes, static_cast<int32_t>(length), result.data());
+    result.resize(converted > 0 ? static_cast<std::size_t>(converted) : 0);
 }
 
 std::string TransUtil::UTF16toMBCS(icu::UnicodeString const& text) {
