@@ -71,4 +71,74 @@ ZELT_DataSource makeDataSource(int variables) {
     return ds;
 }
 
+namespace {
+
+// A label of 20 to 60 characters that depends on `seed`.
+std::string label(char const* what, int seed) {
+    static char const filler[] = "how often do you use each of the following services at home";
+    std::string text = std::string(what) + " " + std::to_string(seed) + ": ";
+    text.append(filler, static_cast<std::size_t>(8 + seed % 41));
+    return text;
+}
+
+std::string quoted(std::string const& text) {
+    return "\"" + text + "\"";
+}
+
+std::string variableJson(int index) {
+    bool const text = index % 5 == 4;
+    std::string json = "{\"name\": " + quoted(variableName(index)) +
+                       ", \"label\": " + quoted(label("Question", index));
+    json += text ? ", \"type\": 8, \"format\": \"A8\"" : ", \"format\": \"F8.2\"";
+    json += ", \"measurementLevel\": \"" + std::string(text ? "nominal" : "scale") + "\"";
+    if (index % 4 == 0) {
+        json += text ? ", \"missingValues\": [\"NA\"]" : ", \"missingValues\": [99, 98]";
+    }
+    if (index % 3 == 0) {
+        json += ", \"valueLabels\": [";
+        for (int k = 0; k < 5 + index % 6; ++k) {
+            json += k == 0 ? "[" : ", [";
+            json += text ? quoted("c" + std::to_string(k)) : std::to_string(k + 1);
+            json += ", " + quoted(label("Answer", index + k)) + "]";
+        }
+        json += "]";
+    }
+    if (index % 10 == 0) {
+        json += ", \"attributes\": {\"version\": 1, \"entries\": {\"Note\": [" +
+                quoted(label("checked", index)) + "], \"$origin\": [\"q" + std::to_string(index) +
+                "\", \"wave 2\"]}}";
+    }
+    return json + "}";
+}
+
+} // namespace
+
+std::string dataSourceJson(int variables, bool variablesFirst) {
+    std::string list = "\"variables\": [\n";
+    for (int i = 0; i < variables; ++i) {
+        list += (i == 0 ? "  " : ",\n  ") + variableJson(i);
+    }
+    list += "\n]";
+    std::string sets = "\"variableSets\": [";
+    for (int k = 0; k < variables / 100; ++k) {
+        sets += k == 0 ? "{" : ", {";
+        sets += "\"name\": " + quoted("set" + std::to_string(k)) + ", \"variables\": [";
+        for (int j = 0; j < 10; ++j) {
+            sets += (j == 0 ? "" : ", ") + quoted(variableName(100 * k + 10 * j));
+        }
+        sets += "]}";
+    }
+    sets += "],\n\"multipleResponseSets\": [{\"name\": \"$brands\", \"type\": \"dichotomy\", "
+            "\"countedValue\": \"1\", \"label\": \"Brands used\", \"variables\": [";
+    for (int j = 0; j < 10 && j < variables; ++j) {
+        sets += (j == 0 ? "" : ", ") + quoted(variableName(j));
+    }
+    sets += "]}]";
+    std::string const header = "\"timestamp\": 1795345509, \"rowCount\": 1000";
+    std::string const attributes =
+        "\"attributes\": {\"version\": 1, \"entries\": {\"Source\": [\"panel 2026\"]}}";
+    return variablesFirst ? "{" + list + ",\n" + header + ",\n" + sets + ",\n" + attributes + "}\n"
+                          : "{" + header + ",\n" + sets + ",\n" + attributes + ",\n" + list + "}\n";
+}
+
 } // namespace transbench

@@ -37,6 +37,12 @@ constexpr bool hasAttributes(int index) noexcept {
 // A data source of `variables` variables (0 or more) as described above.
 ZELT_DataSource makeDataSource(int variables);
 
+// The JSON text of a survey-like data source of `variables` variables: labels of 20 to 60
+// characters, a third of the variables with 5 to 10 value labels, every fifth a string variable,
+// missing values on every fourth, attributes on every tenth, a variable set per 100 variables and a
+// multiple-response set. The "variables" key comes first or last among the top-level keys.
+std::string dataSourceJson(int variables, bool variablesFirst);
+
 } // namespace transbench
 
 #endif // TRANSSPACE_BENCH_GENERATOR_H

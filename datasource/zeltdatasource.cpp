@@ -57,14 +57,23 @@ bool asciiCaseIsUnicodeCase(icu::Locale const& locale) {
 // locale, as the space's handles compare texts, in UTF-8. The name is in the process code page; one
 // that does not convert is matched by its bytes with ASCII letters upper-cased.
 std::string nameKey(std::string_view name) {
-    char const* const localeName = std::setlocale(LC_CTYPE, nullptr);
-    icu::Locale const locale =
-        icu::Locale::createCanonical(localeName != nullptr ? localeName : "C");
+    char const* localeName = std::setlocale(LC_CTYPE, nullptr);
+    localeName = localeName != nullptr ? localeName : "C";
     bool const ascii = std::all_of(name.begin(), name.end(),
                                    [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-    if (ascii && asciiCaseIsUnicodeCase(locale)) {
-        return asciiUpper(name);
+    if (ascii) {
+        // The answer for the last setting this thread saw is kept, not the locale itself.
+        thread_local std::string lastSetting;
+        thread_local bool lastAnswer = false;
+        if (lastSetting.empty() || lastSetting != localeName) {
+            lastAnswer = asciiCaseIsUnicodeCase(icu::Locale::createCanonical(localeName));
+            lastSetting = localeName;
+        }
+        if (lastAnswer) {
+            return asciiUpper(name);
+        }
     }
+    icu::Locale const locale = icu::Locale::createCanonical(localeName);
     std::string const codePage = qUTF8mode() != 0 ? "UTF-8" : ZELTMBDefaultCodePage();
     UErrorCode error = U_ZERO_ERROR;
     icu::LocalUConverterPointer converter(ucnv_open(codePage.c_str(), &error));

@@ -39,23 +39,38 @@ std::string pointerToken(std::string const& key) {
     return escaped;
 }
 
+// Thrown instead of an error by the quick pass (see loadDataSourceJson), which leaves every message
+// to the exact pass.
+struct Refused {};
+
 class Location {
 public:
-    Location(std::string name, std::string pointer)
-        : name_(std::move(name)), pointer_(std::move(pointer)) {}
+    // The location named `name` (which must outlive it) at the pointer; a quiet location builds no
+    // pointer and refuses without a message.
+    Location(std::string const& name, std::string pointer, bool quiet = false)
+        : name_(&name), pointer_(std::move(pointer)), quiet_(quiet) {}
 
     Location operator/(std::string const& key) const {
-        return Location(name_, pointer_ + "/" + pointerToken(key));
+        return quiet_ ? *this : Location(*name_, pointer_ + "/" + pointerToken(key));
     }
-    Location operator/(std::size_t index) const { return *this / std::to_string(index); }
+    Location operator/(std::size_t index) const {
+        return quiet_ ? *this : *this / std::to_string(index);
+    }
 
     [[noreturn]] void fail(std::string const& what) const {
-        throw DataSourceFileError(name_ + ": " + (pointer_.empty() ? "/" : pointer_) + ": " + what);
+        if (quiet_) {
+            throw Refused{};
+        }
+        throw DataSourceFileError(*name_ + ": " + (pointer_.empty() ? "/" : pointer_) + ": " +
+                                  what);
     }
 
+    bool quiet() const noexcept { return quiet_; }
+
 private:
-    std::string name_;
+    std::string const* name_;
     std::string pointer_;
+    bool quiet_;
 };
 
 char const* typeName(Json const& value) {
@@ -190,7 +205,7 @@ private:
 std::string text(Json const& value, Location const& at, CodePage const& codePage) {
     expect(value.is_string(), value, at, "a string");
     std::string result;
-    if (! codePage.convert(value.get<std::string>(), result)) {
+    if (! codePage.convert(value.get_ref<std::string const&>(), result)) {
         at.fail("text cannot be written in the code page " + codePage.name());
     }
     return result;
@@ -625,12 +640,12 @@ void extension(ZELT_DataSource& source, Json const& value, Location const& at) {
 // ------------------------------------------------------------------------------------------------
 // The whole file
 
-ZELT_DataSource dataSource(Json const& root, Location const& at) {
-    onlyKeys(root, at,
-             {"timestamp", "rowCount", "weightVariable", "variables", "variableSets",
-              "multipleResponseSets", "attributes", "extensions"});
-    CodePage const codePage(at);
-    ZELT_DataSource source;
+constexpr std::initializer_list<char const*> topLevelKeys = {
+    "timestamp",  "rowCount",     "weightVariable",
+    "variables",  "variableSets", "multipleResponseSets",
+    "attributes", "extensions"};
+
+void addHeader(ZELT_DataSource& source, Json const& root, Location const& at) {
     if (root.contains("timestamp")) {
         source.setTimestamp(number(root["timestamp"], at / "timestamp"));
     }
@@ -639,21 +654,31 @@ ZELT_DataSource dataSource(Json const& root, Location const& at) {
                                    std::numeric_limits<long long>::min(),
                                    std::numeric_limits<long long>::max()));
     }
-    if (root.contains("variables")) {
-        Json const& variables = root["variables"];
-        expect(variables.is_array(), variables, at / "variables", "an array of variables");
-        source.reserveVariables(variables.size());
-        for (std::size_t i = 0; i < variables.size(); ++i) {
-            Location const where = at / "variables" / i;
-            ZELT_Variable parsed = variable(variables[i], where, codePage);
-            if (source.FindVarIndex(parsed.GetName(), 0) != -1) {
-                (where / "name")
-                    .fail(std::string("duplicate variable name \"") +
-                          variables[i]["name"].get<std::string>() + "\"");
-            }
+}
+
+void addVariable(ZELT_DataSource& source, Json const& value, Location const& at,
+                 CodePage const& codePage) {
+    ZELT_Variable parsed = variable(value, at, codePage);
+    if (at.quiet()) {
+        // The source refuses a name it holds already; the exact pass says so in its own words.
+        try {
             source.addVariable(std::move(parsed));
+        } catch (std::invalid_argument const&) {
+            throw Refused{};
         }
+        return;
     }
+    if (source.FindVarIndex(parsed.GetName(), 0) != -1) {
+        (at / "name")
+            .fail(std::string("duplicate variable name \"") + value["name"].get<std::string>() +
+                  "\"");
+    }
+    source.addVariable(std::move(parsed));
+}
+
+// What follows the variables: the weight, the sets, the attributes and the extensions.
+void addTrailer(ZELT_DataSource& source, Json const& root, Location const& at,
+                CodePage const& codePage) {
     if (root.contains("weightVariable")) {
         Location const where = at / "weightVariable";
         std::string const name = text(root["weightVariable"], where, codePage);
@@ -687,6 +712,152 @@ ZELT_DataSource dataSource(Json const& root, Location const& at) {
             extension(source, extensions[i], at / "extensions" / i);
         }
     }
+}
+
+ZELT_DataSource dataSource(Json const& root, Location const& at) {
+    onlyKeys(root, at, topLevelKeys);
+    CodePage const codePage(at);
+    ZELT_DataSource source;
+    addHeader(source, root, at);
+    if (root.contains("variables")) {
+        Json const& variables = root["variables"];
+        expect(variables.is_array(), variables, at / "variables", "an array of variables");
+        source.reserveVariables(variables.size());
+        for (std::size_t i = 0; i < variables.size(); ++i) {
+            addVariable(source, variables[i], at / "variables" / i, codePage);
+        }
+    }
+    addTrailer(source, root, at, codePage);
+    return source;
+}
+
+// The quick pass: one reading of the text that fills the data source as it goes. Each element of
+// the top-level "variables" array is built as a value of its own and filled as soon as it ends; the
+// other top-level values are kept and filled at the end. Values are built from the inside out, so
+// that a finished value is moved into its parent once and never copied. Whatever is amiss (a syntax
+// error, a duplicate key, a value the fill refuses) stops it with Refused.
+class QuickFill : public nlohmann::json_sax<Json> {
+public:
+    QuickFill(ZELT_DataSource& source, CodePage const& codePage, Location const& at)
+        : source_(source), codePage_(codePage), at_(at) {}
+
+    // The top-level object without its "variables".
+    Json& root() noexcept { return root_; }
+
+    bool null() override { return value(Json()); }
+    bool boolean(bool flag) override { return value(Json(flag)); }
+    bool number_integer(number_integer_t number) override { return value(Json(number)); }
+    bool number_unsigned(number_unsigned_t number) override { return value(Json(number)); }
+    bool number_float(number_float_t number, string_t const&) override {
+        return value(Json(number));
+    }
+    bool string(string_t& text) override { return value(Json(std::move(text))); }
+    bool binary(binary_t&) override { throw Refused{}; }
+    bool start_object(std::size_t) override {
+        open_.push_back(Open{false, Json(Json::value_t::object)});
+        // Members go straight into the object; room for the format's objects is made at once, so
+        // that a finished member is not copied when the object grows.
+        open_.back().value.get_ref<Json::object_t&>().reserve(16);
+        return true;
+    }
+    bool start_array(std::size_t) override {
+        if (open_.empty()) {
+            throw Refused{};
+        }
+        // The root's "variables" array is filled from, not kept.
+        bool const variables =
+            open_.size() == 1 &&
+            open_.back().value.get_ref<Json::object_t&>().back().first == "variables";
+        open_.push_back(Open{variables, Json(Json::value_t::array)});
+        return true;
+    }
+    bool end_object() override { return end(); }
+    bool end_array() override { return end(); }
+    bool key(string_t& key) override {
+        auto& members = open_.back().value.get_ref<Json::object_t&>();
+        // Keys are compared one by one: the format's objects are small, and a large one is left to
+        // the exact pass.
+        if (members.size() >= maxQuickKeys) {
+            throw Refused{};
+        }
+        for (auto const& member : members) {
+            if (member.first == key) {
+                throw Refused{};
+            }
+        }
+        if (open_.size() == 1 && key == "variables" && sawVariables_) {
+            throw Refused{};
+        }
+        sawVariables_ = sawVariables_ || (open_.size() == 1 && key == "variables");
+        members.emplace_back(std::move(key), Json());
+        return true;
+    }
+    bool parse_error(std::size_t, std::string const&, nlohmann::detail::exception const&) override {
+        throw Refused{};
+    }
+
+private:
+    static constexpr std::size_t maxQuickKeys = 256;
+
+    struct Open {
+        bool variables; // the root's "variables" array
+        Json value;
+    };
+
+    bool end() {
+        Json built = std::move(open_.back().value);
+        bool const variables = open_.back().variables;
+        open_.pop_back();
+        if (variables) {
+            // The placeholder of "variables" goes: the root keeps only what is filled at the end.
+            open_.back().value.get_ref<Json::object_t&>().pop_back();
+            return true;
+        }
+        return value(std::move(built));
+    }
+
+    bool value(Json&& finished) {
+        if (open_.empty()) {
+            if (! finished.is_object()) {
+                throw Refused{};
+            }
+            root_ = std::move(finished);
+            return true;
+        }
+        Open& parent = open_.back();
+        if (parent.variables) {
+            addVariable(source_, finished, at_, codePage_);
+        } else if (parent.value.is_object()) {
+            parent.value.get_ref<Json::object_t&>().back().second = std::move(finished);
+        } else {
+            parent.value.get_ref<Json::array_t&>().push_back(std::move(finished));
+        }
+        return true;
+    }
+
+    ZELT_DataSource& source_;
+    CodePage const& codePage_;
+    Location const& at_;
+    std::vector<Open> open_;
+    Json root_;
+    bool sawVariables_ = false;
+};
+
+ZELT_DataSource quickLoad(std::string const& text, std::string const& name) {
+    Location const at(name, std::string(), true);
+    CodePage const codePage(at);
+    ZELT_DataSource source;
+    QuickFill fill(source, codePage, at);
+    if (! Json::sax_parse(text, &fill)) {
+        throw Refused{};
+    }
+    Json const& root = fill.root();
+    if (root.contains("variables")) {
+        throw Refused{}; // not an array
+    }
+    onlyKeys(root, at, topLevelKeys);
+    addHeader(source, root, at);
+    addTrailer(source, root, at, codePage);
     return source;
 }
 
@@ -773,6 +944,12 @@ private:
 } // namespace
 
 ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& name) {
+    // Files are loaded in one quick pass; one that it refuses is read again by the exact pass
+    // below, which finds the same data or the first fault in the text with its location.
+    try {
+        return quickLoad(text, name);
+    } catch (Refused const&) {
+    }
     Json root;
     try {
         DuplicateKeys duplicates(name);

@@ -1,8 +1,8 @@
 #include "transdictionaryimpl.h"
 
 #include "transassert.h"
-#include "transdoubleimpl.h"
-#include "transintegerimpl.h"
+#include "transcodepage.h"
+#include "transnumbers.h"
 #include "transutil.h"
 #include "transvalue.h"
 #include "transxerces.h"
@@ -131,15 +131,16 @@ double obsAsDouble(OBS const& value) noexcept {
 // Attribute values
 
 // Multibyte text from the data source, converted as a TransString converts it; a text that does
-// not convert is written empty.
+// not convert is written empty (setText below converts the same way).
 icu::UnicodeString fromMBCS(char const* text, std::size_t length) {
     return text != nullptr ? TransUtil::MBCStoUTF16(std::string(text, length))
                            : icu::UnicodeString();
 }
 
 void setText(DOMElement* element, XMLCh const* name, char const* text, std::size_t length) {
-    icu::UnicodeString value = fromMBCS(text, length);
-    element->setAttribute(name, value.getTerminatedBuffer());
+    thread_local std::u16string value; // reused: a dictionary sets several texts per variable
+    trans::mbcsToUTF16(text, text != nullptr ? length : 0, value);
+    element->setAttribute(name, value.c_str());
 }
 
 void setText(DOMElement* element, XMLCh const* name, char const* text) {
@@ -150,25 +151,22 @@ void setText(DOMElement* element, XMLCh const* name, std::string const& text) {
     setText(element, name, text.c_str(), text.size());
 }
 
-// The integer in the process's numeric locale; the attribute is left out when it cannot be
-// formatted.
+// The integer in the process's numeric locale, as TransIntegerImpl::asString writes it; the
+// attribute is left out when it cannot be formatted.
 void setInteger(DOMElement* element, XMLCh const* name, long long value) {
-    TransStatus status;
-    TransString* text = TransIntegerImpl(value).asString(status);
-    if (! status.failure()) {
-        element->setAttribute(name, text->asUTF16());
+    icu::UnicodeString text;
+    if (trans::formatNumber(value, text)) {
+        element->setAttribute(name, text.getTerminatedBuffer());
     }
-    TransValue::releaseString(text);
 }
 
-// The double in English; the attribute is left out when it cannot be formatted.
+// The double in English, as TransDoubleImpl::asXMLString writes it; the attribute is left out when
+// it cannot be formatted.
 void setDouble(DOMElement* element, XMLCh const* name, double value) {
-    TransStatus status;
-    TransString* text = TransDoubleImpl(value).asXMLString(status);
-    if (! status.failure()) {
-        element->setAttribute(name, text->asUTF16());
+    icu::UnicodeString text;
+    if (trans::formatNumber(value, icu::Locale::getEnglish(), text)) {
+        element->setAttribute(name, text.getTerminatedBuffer());
     }
-    TransValue::releaseString(text);
 }
 
 // Bytes of a string value up to the first blank or zero byte.

@@ -28,7 +28,12 @@ TransString* TransDoubleImpl::asString(icu::Locale const& locale, TransStatus& s
 }
 
 TransString* TransDoubleImpl::asString(TransStatus& status) const {
-    return asString(trans::processNumericLocale(), status);
+    status.reset();
+    icu::UnicodeString text;
+    if (! trans::formatNumber(value_, text)) {
+        return trans::failedString(status);
+    }
+    return new TransString(text.getTerminatedBuffer());
 }
 
 TransString* TransDoubleImpl::asXMLString(TransStatus& status) const {

@@ -21,7 +21,7 @@ void TransIntegerImpl::swap(TransIntegerImpl& other) noexcept {
 TransString* TransIntegerImpl::asString(TransStatus& status) const {
     status.reset();
     icu::UnicodeString text;
-    if (! trans::formatNumber(value_, trans::processNumericLocale(), text)) {
+    if (! trans::formatNumber(value_, text)) {
         return trans::failedString(status);
     }
     return new TransString(text.getTerminatedBuffer());

@@ -1,21 +1,21 @@
 #include "transnumbers.h"
 
+#include "transicucache.h"
+
 #include "transvalueimpl.h"
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <charconv>
 #include <clocale>
+#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unicode/decimfmt.h>
 #include <unicode/fmtable.h>
 #include <unicode/numfmt.h>
-#include <vector>
 
 namespace trans {
 
@@ -23,19 +23,19 @@ namespace {
 
 // The formatters of one locale. Making a formatter costs tens of microseconds and a dictionary
 // writes several numbers per variable, so the formatters of the last few locales are kept per
-// thread while a space is alive. The locale is still read afresh at every call; only the formatter
-// made for it is reused.
+// thread while a space is alive (see transicucache.h). The locale is still read afresh at every
+// call; only the formatter made for it is reused.
 struct LocaleFormats {
-    std::string key; // the locale's name, and the default locale's for names that fall back to it
+    // What the formatters were made for: a locale's own name or the name the process gave its
+    // LC_NUMERIC setting, and the default locale's name, which a locale without number data of its
+    // own (such as the "C" locale's) falls back to.
+    bool processName = false;
+    std::string name;
+    std::string defaultName;
     std::unique_ptr<icu::DecimalFormat> pattern; // "#0.###"; null without a decimal format
     std::unique_ptr<icu::NumberFormat> parser;   // the locale's default format
     bool plainIntegers = false; // the pattern writes integers exactly as std::to_chars does
 };
-
-std::string cacheKey(icu::Locale const& locale) {
-    // A locale without number data of its own (such as the "C" locale's) uses ICU's default one.
-    return std::string(locale.getName()) + '|' + icu::Locale::getDefault().getName();
-}
 
 std::string plainText(int64_t number) {
     char buffer[24];
@@ -74,134 +74,101 @@ void makeFormats(icu::Locale const& locale, LocaleFormats& formats) {
 
 // The formatters that one thread keeps, a few locales' worth.
 struct ThreadFormats {
-    std::mutex mutex; // taken by its thread for each use, and by the last space to release them
     std::array<LocaleFormats, 4> slots;
     std::size_t next = 0;
 };
 
-// Every thread's formatters. They are kept only while a space is alive (and with it the XML
-// libraries): ICU objects must not outlive that, since a host may call u_cleanup() once the last
-// space is gone, and a formatter used after it crashes. The last space releases them on every
-// thread; without a live space each call makes and drops its own.
-struct FormatRegistry {
-    std::mutex mutex;
-    std::vector<ThreadFormats*> threads;
-    std::atomic<bool> keep{false};
-};
-
-FormatRegistry& registry() {
-    static FormatRegistry formats;
-    return formats;
-}
-
-// A thread's formatters, listed in the registry for as long as the thread lives.
-class RegisteredFormats {
-public:
-    RegisteredFormats() {
-        FormatRegistry& all = registry();
-        std::lock_guard<std::mutex> lock(all.mutex);
-        all.threads.push_back(&formats_);
-    }
-    ~RegisteredFormats() {
-        FormatRegistry& all = registry();
-        std::lock_guard<std::mutex> lock(all.mutex);
-        all.threads.erase(std::find(all.threads.begin(), all.threads.end(), &formats_));
-    }
-    RegisteredFormats(RegisteredFormats const&) = delete;
-    RegisteredFormats& operator=(RegisteredFormats const&) = delete;
-
-    ThreadFormats& formats() noexcept { return formats_; }
-
-private:
-    ThreadFormats formats_;
-};
-
-// Calls use with the formatters of the locale: this thread's kept ones while a space is alive,
+// Calls use with the formatters of the locale that `makeLocale` gives, known by `name` (a process
+// setting's name when processName is true): this thread's kept ones while a space is alive,
 // otherwise ones made for this call.
-template <typename Use>
-auto withFormats(icu::Locale const& locale, Use const& use) {
-    static thread_local RegisteredFormats registered;
-    ThreadFormats& mine = registered.formats();
-    std::lock_guard<std::mutex> lock(mine.mutex);
-    if (! registry().keep.load(std::memory_order_acquire)) {
-        LocaleFormats formats;
-        makeFormats(locale, formats);
-        return use(formats);
-    }
-    std::string key = cacheKey(locale);
-    for (LocaleFormats const& formats : mine.slots) {
-        if (formats.key == key) {
+template <typename MakeLocale, typename Use>
+auto withFormats(bool processName, char const* name, MakeLocale const& makeLocale, Use const& use) {
+    return withThreadCache<ThreadFormats>([&](ThreadFormats& mine, bool kept) {
+        if (! kept) {
+            LocaleFormats formats;
+            makeFormats(makeLocale(), formats);
             return use(formats);
         }
-    }
-    LocaleFormats& slot = mine.slots[mine.next];
-    mine.next = (mine.next + 1) % mine.slots.size();
-    slot = LocaleFormats();
-    makeFormats(locale, slot);
-    slot.key = std::move(key);
-    return use(slot);
+        char const* defaultName = icu::Locale::getDefault().getName();
+        for (LocaleFormats const& formats : mine.slots) {
+            if (formats.processName == processName && formats.name == name &&
+                formats.defaultName == defaultName) {
+                return use(formats);
+            }
+        }
+        LocaleFormats& slot = mine.slots[mine.next];
+        mine.next = (mine.next + 1) % mine.slots.size();
+        slot = LocaleFormats();
+        makeFormats(makeLocale(), slot);
+        slot.processName = processName;
+        slot.name = name;
+        slot.defaultName = defaultName;
+        return use(slot);
+    });
 }
 
-} // namespace
-
-void keepFormatters(bool keep) {
-    FormatRegistry& all = registry();
-    all.keep.store(keep, std::memory_order_release);
-    if (keep) {
-        return;
-    }
-    std::lock_guard<std::mutex> lock(all.mutex);
-    for (ThreadFormats* formats : all.threads) {
-        std::lock_guard<std::mutex> own(formats->mutex);
-        formats->slots = {};
-        formats->next = 0;
-    }
+template <typename Use>
+auto withFormats(icu::Locale const& locale, Use const& use) {
+    return withFormats(
+        false, locale.getName(), [&]() -> icu::Locale const& { return locale; }, use);
 }
 
-icu::Locale processNumericLocale() {
+char const* numericLocaleName() {
     char const* name = std::setlocale(LC_NUMERIC, nullptr);
-    return icu::Locale::createCanonical(name != nullptr ? name : "C");
+    return name != nullptr ? name : "C";
 }
 
-bool formatNumber(double number, icu::Locale const& locale, icu::UnicodeString& text) {
+// The formatters of the process's LC_NUMERIC locale, read afresh, kept under the setting's name.
+template <typename Use>
+auto withProcessFormats(Use const& use) {
+    char const* name = numericLocaleName();
+    return withFormats(
+        true, name, [name] { return icu::Locale::createCanonical(name); }, use);
+}
+
+void plainInteger(long long number, icu::UnicodeString& text) {
+    char buffer[24];
+    auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
+    text = icu::UnicodeString(buffer, static_cast<int32_t>(end - buffer), US_INV);
+}
+
+bool formatWith(LocaleFormats const& formats, long long number, icu::UnicodeString& text) {
     text.remove();
-    return withFormats(locale, [&](LocaleFormats const& formats) {
-        if (formats.pattern == nullptr) {
-            return false;
-        }
-        formats.pattern->format(number, text);
-        return ! text.isEmpty();
-    });
+    if (formats.pattern == nullptr) {
+        return false;
+    }
+    if (formats.plainIntegers) {
+        plainInteger(number, text);
+    } else {
+        formats.pattern->format(static_cast<int64_t>(number), text);
+    }
+    return ! text.isEmpty();
 }
 
-bool formatNumber(long long number, icu::Locale const& locale, icu::UnicodeString& text) {
+bool formatWith(LocaleFormats const& formats, double number, icu::UnicodeString& text) {
+    // A whole double that converts exactly (not -0, which the pattern writes with its sign) is
+    // written as that integer.
+    constexpr double exactLimit = 9007199254740992.0; // 2^53
+    if (number == std::trunc(number) && number > -exactLimit && number < exactLimit &&
+        ! (number == 0 && std::signbit(number))) {
+        return formatWith(formats, static_cast<long long>(number), text);
+    }
     text.remove();
-    return withFormats(locale, [&](LocaleFormats const& formats) {
-        if (formats.pattern == nullptr) {
-            return false;
-        }
-        if (formats.plainIntegers) {
-            char buffer[24];
-            auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
-            text = icu::UnicodeString(buffer, static_cast<int32_t>(end - buffer), US_INV);
-        } else {
-            formats.pattern->format(static_cast<int64_t>(number), text);
-        }
-        return ! text.isEmpty();
-    });
+    if (formats.pattern == nullptr) {
+        return false;
+    }
+    formats.pattern->format(number, text);
+    return ! text.isEmpty();
 }
 
-double parseNumber(icu::UnicodeString const& text, icu::Locale const& locale) {
+double parseWith(LocaleFormats const& formats, icu::UnicodeString const& text) {
+    if (formats.parser == nullptr) {
+        return TransMissingValue;
+    }
     icu::Formattable result;
-    bool const parsed = withFormats(locale, [&](LocaleFormats const& formats) {
-        if (formats.parser == nullptr) {
-            return false;
-        }
-        UErrorCode error = U_ZERO_ERROR; // only a clean success counts, not even a warning
-        formats.parser->parse(text, result, error);
-        return error == U_ZERO_ERROR;
-    });
-    if (! parsed) {
+    UErrorCode error = U_ZERO_ERROR; // only a clean success counts, not even a warning
+    formats.parser->parse(text, result, error);
+    if (error != U_ZERO_ERROR) {
         return TransMissingValue;
     }
     switch (result.getType()) {
@@ -214,6 +181,38 @@ double parseNumber(icu::UnicodeString const& text, icu::Locale const& locale) {
     default:
         return TransMissingValue;
     }
+}
+
+} // namespace
+
+bool formatNumber(double number, icu::Locale const& locale, icu::UnicodeString& text) {
+    return withFormats(
+        locale, [&](LocaleFormats const& formats) { return formatWith(formats, number, text); });
+}
+
+bool formatNumber(long long number, icu::Locale const& locale, icu::UnicodeString& text) {
+    return withFormats(
+        locale, [&](LocaleFormats const& formats) { return formatWith(formats, number, text); });
+}
+
+bool formatNumber(double number, icu::UnicodeString& text) {
+    return withProcessFormats(
+        [&](LocaleFormats const& formats) { return formatWith(formats, number, text); });
+}
+
+bool formatNumber(long long number, icu::UnicodeString& text) {
+    return withProcessFormats(
+        [&](LocaleFormats const& formats) { return formatWith(formats, number, text); });
+}
+
+double parseNumber(icu::UnicodeString const& text, icu::Locale const& locale) {
+    return withFormats(locale,
+                       [&](LocaleFormats const& formats) { return parseWith(formats, text); });
+}
+
+double parseNumber(icu::UnicodeString const& text) {
+    return withProcessFormats(
+        [&](LocaleFormats const& formats) { return parseWith(formats, text); });
 }
 
 } // namespace trans

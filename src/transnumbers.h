@@ -7,21 +7,20 @@
 
 namespace trans {
 
-// Whether number formatters are kept between calls: true while a space is alive. false releases
-// the formatters that every thread kept, so that no ICU object outlives the XML libraries.
-void keepFormatters(bool keep);
-
-// The locale named by the process's current LC_NUMERIC setting, read afresh.
-icu::Locale processNumericLocale();
-
 // The number with the pattern "#0.###" in the locale's symbols: no grouping, at most three
 // fraction digits, half-even rounding. False (and no text) when the locale has no decimal format.
 bool formatNumber(double number, icu::Locale const& locale, icu::UnicodeString& text);
 bool formatNumber(long long number, icu::Locale const& locale, icu::UnicodeString& text);
 
+// The same in the locale of the process's LC_NUMERIC setting, read afresh at each call (the
+// formatters made for a setting are kept, not the setting).
+bool formatNumber(double number, icu::UnicodeString& text);
+bool formatNumber(long long number, icu::UnicodeString& text);
+
 // The text parsed with the locale's default number format; the missing value when the parse does
 // not succeed cleanly or gives no number.
 double parseNumber(icu::UnicodeString const& text, icu::Locale const& locale);
+double parseNumber(icu::UnicodeString const& text); // in the process's LC_NUMERIC locale
 
 } // namespace trans
 

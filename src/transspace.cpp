@@ -1,7 +1,7 @@
 #include "transspace.h"
 
 #include "transassert.h"
-#include "transnumbers.h"
+#include "transicucache.h"
 #include "transspacedata.h"
 
 #include <cstring>
@@ -48,7 +48,7 @@ TransSpace::Data::XPathEvaluatorInit::XPathEvaluatorInit() {
     std::lock_guard<std::mutex> lock(users.mutex);
     if (users.count == 0) {
         xalanc::XPathEvaluator::initialize(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
-        trans::keepFormatters(true);
+        trans::keepIcuObjects(true);
     }
     ++users.count;
 }
@@ -57,7 +57,7 @@ TransSpace::Data::XPathEvaluatorInit::~XPathEvaluatorInit() {
     EvaluatorUsers& users = evaluatorUsers();
     std::lock_guard<std::mutex> lock(users.mutex);
     if (--users.count == 0) {
-        trans::keepFormatters(false);
+        trans::keepIcuObjects(false);
         try {
             xalanc::XPathEvaluator::terminate();
         } catch (...) {

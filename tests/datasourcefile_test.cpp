@@ -1,6 +1,8 @@
 #include "zeltdatasourcefile.h"
 
 #include "testsupport.h"
+#include "transspace.h"
+#include "transvalue.h"
 
 #include <gtest/gtest.h>
 
@@ -374,6 +376,15 @@ TEST(DataSourceFile, RuleBreaksNameTheLocationAndTheFault) {
         {R"({"extensions": [{"code": 1, "elementSize": 0}]})", "/extensions/0/elementSize",
          "out of range"},
         {R"({"extensions": [{"code": 4}, {"code": 4}]})", "/extensions/1/code", "already present"},
+        // The variables are read as they come; a fault after them still comes first when the
+        // rules put it first.
+        {R"({"variables": [{"name": "a", "type": -1}], "rows": 1})", "/rows", "unknown key"},
+        {R"({"variables": [{"name": "a", "type": -1}], "timestamp": "now"})", "/timestamp",
+         "expected a number"},
+        {R"({"variables": [{"name": "a"}], "variables": []})", "/variables",
+         "duplicate key \"variables\""},
+        {R"({"variables": [{"name": "a"}], "weightVariable": "b"})", "/weightVariable",
+         "no variable named \"b\""},
     };
     // The keys of one variable beside its name, with the location below /variables/0.
     Case const variableCases[] = {
@@ -419,6 +430,52 @@ TEST(DataSourceFile, RuleBreaksNameTheLocationAndTheFault) {
             << c.json << "\n  -> " << message;
         EXPECT_NE(message.find(c.words), std::string::npos) << c.json << "\n  -> " << message;
         EXPECT_EQ(message.find('\n'), std::string::npos) << message;
+    }
+}
+
+// Whatever the order of the keys, and however large an object, the same file gives the same data
+// source: its dictionary is the same, byte for byte.
+TEST(DataSourceFile, KeyOrderAndObjectSizeDoNotChangeTheData) {
+    std::string entries;
+    for (int i = 0; i < 300; ++i) {
+        entries += (i == 0 ? "\"e" : ", \"e") + std::to_string(i) + "\": \"x\"";
+    }
+    std::string const variables =
+        R"("variables": [{"name": "age", "label": "Age", "format": "F3", "missingValues": [99],
+          "valueLabels": [[1, "one"], [99, "none"]]},
+          {"valueLabels": [["a", "A"]], "missingValues": ["NA"], "type": 8, "name": "city",
+           "attributes": {"entries": {"Note": ["n"]}, "version": 2}}])";
+    std::string const others[] = {R"("timestamp": 1795345509, "rowCount": 12)",
+                                  R"("weightVariable": "AGE")",
+                                  R"("variableSets": [{"name": "s", "variables": ["city"]}])",
+                                  R"("attributes": {"version": 1, "entries": {"k": ["v"]}})"};
+    std::string const large =
+        R"("attributes": {"version": 1, "entries": {"k": ["v"], )" + entries + "}}";
+    auto file = [&](std::size_t variablesAt, bool largeAttributes) {
+        std::string text;
+        for (std::size_t i = 0; i <= std::size(others); ++i) {
+            std::string const& item =
+                i == variablesAt ? variables : (i > variablesAt ? others[i - 1] : others[i]);
+            bool const attributes = &item == &others[3];
+            text += (text.empty() ? "{" : ", ") + (attributes && largeAttributes ? large : item);
+        }
+        return text + "}";
+    };
+    TransSpace space;
+    auto dictionary = [](std::string const& json) {
+        return testing_support::take(TransValue(load(json)).asUTF16XML());
+    };
+    for (bool const largeAttributes : {false, true}) {
+        std::u16string const expected = dictionary(file(0, largeAttributes));
+        for (char16_t const* part :
+             {u"rowCount=\"12\"", u"<weightVariable name=\"age\"", u"<variableSet name=\"s\"",
+              u"<attribute name=\"k\"", u"<attribute name=\"Note\"",
+              largeAttributes ? u"<attribute name=\"e299\"" : u"<valueLabel "}) {
+            EXPECT_NE(expected.find(part), std::u16string::npos);
+        }
+        for (std::size_t at = 1; at <= std::size(others); ++at) {
+            EXPECT_EQ(dictionary(file(at, largeAttributes)), expected) << file(at, largeAttributes);
+        }
     }
 }
 

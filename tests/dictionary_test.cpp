@@ -13,6 +13,7 @@
 #include <tuple>
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/util/PlatformUtils.hpp>
 
 using testing_support::mbcs;
 using testing_support::OwnedDocument;
@@ -662,6 +663,62 @@ TEST_F(Dictionary, TextsAreConvertedFromTheProcessCodePage) {
                       u"multipleResponseSet/multipleResponseSetDichotomy/@value, '/', "
                       u"multipleResponseSet/multipleResponseSetLabel/@value)"));
         EXPECT_NE(std::u16string::npos, take(value.asUTF16XML()).find(u"name=\"Größe\""));
+    }
+}
+
+// While a space is alive the builder keeps number formatters and converters between calls. With the
+// numeric locale and the code page switched between calls, every document is still, byte for byte,
+// the one built while nothing is kept.
+TEST(DictionaryKeptObjects, DocumentsEqualThoseBuiltWithNothingKept) {
+    struct Setting {
+        char const* locale;
+        int utf8Mode;
+        char const* codePage;
+    };
+    // Neighbours differ in their digits or their code page.
+    Setting const settings[] = {{"en_US.UTF-8", 1, ""},
+                                {"ar_EG.UTF-8", 0, "ISO-8859-1"},
+                                {"de_DE.UTF-8", 0, "windows-1251"},
+                                {"ar_EG.UTF-8", 1, ""},
+                                {"C", 1, ""}};
+    // Texts that are valid, and different, in each code page.
+    ZELT_DataSource ds;
+    ds.setRowCount(1234567);
+    ZELT_Variable amount = labelled("Gr\303\266\303\237e", "Caf\303\251 \321\217");
+    amount.setDisplayWidth(-12);
+    amount.setMissingValues({-0.0, 1234.5, 1e20});
+    amount.addValueLabel(-3.0, "minus \303\251");
+    amount.addValueLabel(0.125, "eighth");
+    amount.addValueLabel(9007199254740992.0, "2^53");
+    amount.setAttributes(attributes({{"\303\251t\303\251", {"1.5", "\303\237"}}}, 98765));
+    ds.addVariable(amount);
+    ZELT_Variable code = labelled("code", "\303\251", 8);
+    code.setMissingStrings({"\303\251t\303\251"});
+    code.addValueLabel("\303\251", "\303\251");
+    ds.addVariable(code);
+    ds.addExtension(2, 1234, 1, std::vector<unsigned char>(3));
+
+    auto document = [&](Setting const& setting) {
+        ScopedLocale const locale(LC_NUMERIC, setting.locale);
+        ScopedCodePage const codePage(setting.utf8Mode, setting.codePage);
+        return take(TransValue(ds).asUTF16XML());
+    };
+    std::vector<std::u16string> expected;
+    xercesc::XMLPlatformUtils::Initialize(); // the XML libraries without a space
+    for (Setting const& setting : settings) {
+        expected.push_back(document(setting));
+    }
+    xercesc::XMLPlatformUtils::Terminate();
+    for (std::size_t i = 1; i < expected.size(); ++i) {
+        EXPECT_NE(expected[i - 1], expected[i]) << "settings " << i - 1 << " and " << i;
+    }
+
+    TransSpace space;
+    for (int round = 0; round < 2; ++round) {
+        for (std::size_t step = 0; step < std::size(settings); ++step) {
+            std::size_t const i = round == 0 ? step : std::size(settings) - 1 - step;
+            EXPECT_EQ(expected[i], document(settings[i])) << "setting " << i << ", round " << round;
+        }
     }
 }
 

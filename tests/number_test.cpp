@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <thread>
+#include <unicode/decimfmt.h>
 #include <unicode/uclean.h>
 
 using testing_support::flags;
@@ -98,6 +99,29 @@ TEST(Number, IntegersFormatExactlyWithoutGrouping) {
     }
 }
 
+// Whole doubles skip the formatter; the text must be the formatter's own, native digits and the
+// sign of -0 included.
+TEST(Number, WholeDoublesFormatAsTheLocalesPatternDoes) {
+    double const values[] = {
+        0.0,  -0.0, 1.0, -7.0, 12345.0, 9007199254740991.0, -9007199254740991.0, 9007199254740992.0,
+        1e20, 0.5,  -2.5};
+    for (char const* name : {"en", "de", "ar_EG", "fa_IR", "C"}) {
+        icu::Locale const locale(name);
+        UErrorCode error = U_ZERO_ERROR;
+        icu::DecimalFormat pattern(icu::UnicodeString(u"#0.###"),
+                                   icu::DecimalFormatSymbols(locale, error), error);
+        ASSERT_TRUE(U_SUCCESS(error)) << name;
+        for (double const value : values) {
+            icu::UnicodeString expected;
+            pattern.format(value, expected);
+            TransStatus status;
+            EXPECT_EQ(take(TransDoubleImpl(value).asString(locale, status)),
+                      std::u16string(expected.getBuffer(), expected.length()))
+                << value << " in " << name;
+        }
+    }
+}
+
 TEST(Number, TextParsesInTheProcessNumericLocale) {
     struct Case {
         char const* locale;
@@ -133,14 +157,17 @@ TEST(Number, TextValueParsesWithTheLocaleOfTheCall) {
     EXPECT_NE(value.asDouble(), 12.5);
 }
 
-// Formatters are kept while a space is alive and released with the last one, on every thread: a
-// host may then call u_cleanup(), and conversions work afterwards, with or without a new space.
+// Formatters and converters are kept while a space is alive and released with the last one, on
+// every thread: a host may then call u_cleanup(), and conversions work afterwards, with or without
+// a new space.
 TEST(NumberDeathTest, ConversionsWorkAfterTheHostCleansUpTheUnicodeLibrary) {
     auto converts = [] {
         TransStatus status;
         return take(TransDoubleImpl(2.5).asString(status)) == u"2,5" &&
                take(TransIntegerImpl(-7).asString(status)) == u"-7" &&
-               TransUtil::UTF16toDouble(icu::UnicodeString(u"12,5")) == 12.5;
+               TransUtil::UTF16toDouble(icu::UnicodeString(u"12,5")) == 12.5 &&
+               TransUtil::MBCStoUTF16("caf\303\251") == icu::UnicodeString(u"café") &&
+               TransUtil::UTF16toMBCS(icu::UnicodeString(u"café")) == "caf\303\251";
     };
     EXPECT_EXIT(
         {

@@ -479,12 +479,6 @@ std::string prettyText(ZELT_DataSource const& source) {
     return result;
 }
 
-// The bytes of a UTF-16 text, in the machine's byte order.
-std::string utf16Bytes(char16_t const* units) {
-    return std::string(reinterpret_cast<char const*>(units),
-                       std::char_traits<char16_t>::length(units) * sizeof(char16_t));
-}
-
 // Prints each error of the document on standard error; true when there is none.
 bool printValidationErrors(std::vector<ValidationError> const& errors) {
     for (ValidationError const& error : errors) {
@@ -530,34 +524,53 @@ int dictCommand(Arguments& arguments, Output& output) {
     if (! inputArgument) {
         throw UsageError{expected};
     }
-    Input const input = readInput(*inputArgument, false);
-    std::string bytes;
+    Input input = readInput(*inputArgument, false);
+    std::string prettyBytes;
+    std::unique_ptr<TransString> text;
     TransStatus status;
     if (pretty) {
-        bytes = prettyText(*input.source);
-        status.failure(bytes.empty());
+        prettyBytes = prettyText(*input.source);
+        status.failure(prettyBytes.empty());
     } else {
-        TransValue const value(*input.source);
-        std::unique_ptr<TransString> text(utf16 ? value.asUTF16XML(status)
-                                                : value.asMBCSXML(status));
-        // A text the writer could not finish is not handed out as if it were whole.
-        if (! status.failure()) {
-            bytes = utf16 ? utf16Bytes(text->asUTF16()) + utf16Bytes(u"\n")
-                          : std::string(text->asMBCS()) + "\n";
+        std::optional<TransValue> value(*input.source);
+        // The data source is not needed for the text; a file or the example is read again should
+        // the text fail. Standard input cannot be, so its data source stays.
+        bool const readAgain = *inputArgument != "-";
+        if (readAgain) {
+            input.source.reset();
+        }
+        text.reset(utf16 ? value->asUTF16XML(status) : value->asMBCSXML(status));
+        value.reset();
+        if (status.failure() && readAgain) {
+            input = readInput(*inputArgument, false);
         }
     }
     if (status.failure()) {
         std::fprintf(stderr, "transspace: failure: %s\n", unwritableReason(*input.source).c_str());
         return exitFailure;
     }
+    // The text is written from the string that holds it, followed by a newline.
+    std::string_view const body =
+        pretty  ? std::string_view(prettyBytes)
+        : utf16 ? std::string_view(reinterpret_cast<char const*>(text->asUTF16()),
+                                   std::char_traits<char16_t>::length(text->asUTF16()) *
+                                       sizeof(char16_t))
+                : std::string_view(text->asMBCS());
+    std::string_view const newline =
+        pretty  ? std::string_view()
+        : utf16 ? std::string_view(reinterpret_cast<char const*>(u"\n"), sizeof(char16_t))
+                : std::string_view("\n");
     if (validate) {
         DictionaryValidator validator;
+        std::string bytes(body);
+        bytes += newline;
         if (! printValidationErrors(validator.validate(bytes, input.name + " (dictionary)"))) {
             std::fputs("transspace: dict: the document is not valid; nothing is written\n", stderr);
             return exitFailure;
         }
     }
-    output.write(bytes);
+    output.write(body);
+    output.write(newline);
     output.finish();
     return status.warning() ? exitWarning : exitClean;
 }
