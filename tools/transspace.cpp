@@ -241,6 +241,9 @@ public:
     }
 
     void write(std::string_view bytes) {
+        if (bytes.empty()) {
+            return; // an empty view may hold no pointer at all
+        }
         if (std::fwrite(bytes.data(), 1, bytes.size(), file_) != bytes.size()) {
             throw OutputError{systemReason(errno)};
         }
