@@ -37,10 +37,11 @@ struct LocaleFormats {
     bool plainIntegers = false; // the pattern writes integers exactly as std::to_chars does
 };
 
-std::string plainText(int64_t number) {
+// The integer in ASCII digits, as std::to_chars writes it.
+void plainInteger(long long number, icu::UnicodeString& text) {
     char buffer[24];
     auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
-    return std::string(buffer, end);
+    text = icu::UnicodeString(buffer, static_cast<int32_t>(end - buffer), US_INV);
 }
 
 void makeFormats(icu::Locale const& locale, LocaleFormats& formats) {
@@ -66,9 +67,9 @@ void makeFormats(icu::Locale const& locale, LocaleFormats& formats) {
         }
         icu::UnicodeString text;
         formats.pattern->format(probe, text);
-        std::string narrow;
-        text.toUTF8String(narrow);
-        formats.plainIntegers = narrow == plainText(probe);
+        icu::UnicodeString plain;
+        plainInteger(probe, plain);
+        formats.plainIntegers = text == plain;
     }
 }
 
@@ -124,12 +125,6 @@ auto withProcessFormats(Use const& use) {
     char const* name = numericLocaleName();
     return withFormats(
         true, name, [name] { return icu::Locale::createCanonical(name); }, use);
-}
-
-void plainInteger(long long number, icu::UnicodeString& text) {
-    char buffer[24];
-    auto const end = std::to_chars(buffer, buffer + sizeof buffer, number).ptr;
-    text = icu::UnicodeString(buffer, static_cast<int32_t>(end - buffer), US_INV);
 }
 
 bool formatWith(LocaleFormats const& formats, long long number, icu::UnicodeString& text) {

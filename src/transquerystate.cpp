@@ -7,6 +7,7 @@
 #include <xalanc/XPath/NodeRefListBase.hpp>
 #include <xalanc/XPath/XPathParserException.hpp>
 #include <xalanc/XPath/XPathProcessorImpl.hpp>
+#include <xercesc/util/XMLUni.hpp>
 
 using xalanc::XalanMemMgrs;
 
@@ -22,7 +23,7 @@ xalanc::MemoryManager& memory() noexcept {
 
 DocumentPrefixes::DocumentPrefixes(xalanc::XalanDocument const* document)
     : declarations_(document, xalanc::XalanDOMString(memory()), memory()),
-      xmlNamespace_(u"http://www.w3.org/XML/1998/namespace", memory()),
+      xmlNamespace_(xercesc::XMLUni::fgXMLURIName, memory()),
       standingNamespace_(standingNamespace.data(), memory(),
                          static_cast<xalanc::XalanDOMString::size_type>(standingNamespace.size())) {
 }

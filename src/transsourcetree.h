@@ -33,7 +33,6 @@ public:
     EmptyRoot& operator=(EmptyRoot const&) = delete;
 
     xalanc::XalanNode* node() noexcept { return &fragment_; }
-    xalanc::XalanDocument const* document() const noexcept { return tree_.get(); }
 
 private:
     SourceTree tree_;
