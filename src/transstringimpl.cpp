@@ -87,12 +87,17 @@ TransStringImpl& TransStringImpl::trim(TransStatus& status) {
 char16_t const* TransStringImpl::asUTF16(TransStatus& status) const {
     status.reset();
     status.warning(empty());
-    mixedUTF16();
+    // An empty form (no text, or a conversion that failed) is derived again on the next request:
+    // what is handed out for it is a static empty text, which no later derivation can free.
+    if (mixedUTF16().isEmpty()) {
+        return u"";
+    }
     return text_.getTerminatedBuffer();
 }
 
 char const* TransStringImpl::asMBCS(TransStatus& status) const {
     status.reset();
     status.warning(empty());
-    return mixedMBCS().c_str();
+    std::string const& text = mixedMBCS();
+    return text.empty() ? "" : text.c_str();
 }

@@ -64,20 +64,29 @@ TEST(String, SingleByteCodePageConvertsBothWays) {
 }
 
 TEST(String, UnknownConverterGivesEmptyTextWithoutFlagAndIsRetriedLater) {
-    TransString const fromBytes("abc");
-    TransString const fromUTF16(u"abc");
+    // Longer than ICU's inline buffer: the failed and the retried conversions are on the heap.
+    char const* const text = "a text longer than twenty-seven code units";
+    TransString const fromBytes(text);
+    TransString const fromUTF16(utf16(text).c_str());
+    char16_t const* failedUTF16 = nullptr;
+    char const* failedMBCS = nullptr;
     {
         ScopedCodePage codePage(0, "no-such-converter");
         TransStatus status = dirtyStatus();
-        EXPECT_EQ(utf16(fromBytes.asUTF16(status)), u"");
+        failedUTF16 = fromBytes.asUTF16(status);
+        EXPECT_EQ(utf16(failedUTF16), u"");
         EXPECT_EQ(flags(status), "none"); // the string is not empty, only its conversion
         status = dirtyStatus();
-        EXPECT_STREQ(fromUTF16.asMBCS(status), "");
+        failedMBCS = fromUTF16.asMBCS(status);
+        EXPECT_STREQ(failedMBCS, "");
         EXPECT_EQ(flags(status), "none");
         EXPECT_FALSE(fromBytes.empty());
     }
-    EXPECT_EQ(utf16(fromBytes), u"abc");
-    EXPECT_EQ(mbcs(fromUTF16), "abc");
+    EXPECT_EQ(utf16(fromBytes), utf16(text));
+    EXPECT_EQ(mbcs(fromUTF16), text);
+    // What the failed conversions handed out is still readable after the retry (ASan, valgrind).
+    EXPECT_EQ(utf16(failedUTF16), u"");
+    EXPECT_STREQ(failedMBCS, "");
 }
 
 TEST(String, DerivedFormUsesTheCodePageOfItsFirstUseAndCopiesKeepIt) {
