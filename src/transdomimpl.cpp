@@ -2,6 +2,7 @@
 
 #include "transassert.h"
 #include "transdictionaryimpl.h"
+#include "transdomcopy.h"
 #include "transdomreference.h"
 #include "transplaceholder.h"
 #include "transquerystate.h"
@@ -39,45 +40,6 @@ using xalanc::XObjectPtr;
 // Query state
 
 namespace {
-
-// A deep import of the element's tree into the document, level by level: the document's own deep
-// import recurses once per level and runs out of stack on deeply nested documents. Every node is
-// imported shallowly (an element with its specified attributes), and an element's children are
-// imported in turn, as the deep import does; an entity reference's children come from its own
-// document, so they are not imported. ids is set to whether an attribute is of type ID (the
-// import keeps the type).
-xercesc::DOMNode* importTree(xercesc::DOMDocument& document, xercesc::DOMNode const& root,
-                             bool& ids) {
-    auto const hasId = [](xercesc::DOMNode const& element) {
-        xercesc::DOMNamedNodeMap const* attributes = element.getAttributes();
-        for (XMLSize_t i = 0; attributes != nullptr && i < attributes->getLength(); ++i) {
-            if (static_cast<xercesc::DOMAttr const*>(attributes->item(i))->isId()) {
-                return true;
-            }
-        }
-        return false;
-    };
-    ids = hasId(root);
-    struct Pending {
-        xercesc::DOMNode const* source;
-        xercesc::DOMNode* copy;
-    };
-    xercesc::DOMNode* const copy = document.importNode(&root, false);
-    std::vector<Pending> pending{{&root, copy}};
-    while (! pending.empty()) {
-        Pending const next = pending.back();
-        pending.pop_back();
-        for (xercesc::DOMNode const* child = next.source->getFirstChild(); child != nullptr;
-             child = child->getNextSibling()) {
-            xercesc::DOMNode* childCopy = next.copy->appendChild(document.importNode(child, false));
-            if (child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
-                ids = ids || hasId(*child);
-                pending.push_back({child, childCopy});
-            }
-        }
-    }
-    return copy;
-}
 
 // A UTF-16 string of the units; more than a string can hold is out of memory.
 icu::UnicodeString unicodeString(std::u16string const& units) {
@@ -136,7 +98,7 @@ void TransDOMImpl::copyDocument(xercesc::DOMDocument const* source) {
     if (element == nullptr) {
         return;
     }
-    xercesc::DOMNode* node = importTree(*xercesDocument_, *element, ids_);
+    xercesc::DOMNode* node = trans::copyTree(*xercesDocument_, *element, ids_);
     TRANS_ASSERT(node && "TransDOMImpl: copy constructor failed.");
     xercesDocument_->appendChild(node);
 }

@@ -2,6 +2,7 @@
 // what the straightforward evaluation on the bridged view gives, exceptions included.
 #include "testsupport.h"
 #include "transdictionaryimpl.h"
+#include "transdomcopy.h"
 #include "transdomimpl.h"
 #include "transdomreference.h"
 #include "transspace.h"
@@ -522,6 +523,65 @@ TEST(BuilderPlacement, KeptAnchorsBuildTheSameDocumentAsSearching) {
             steps.addDatasourceAttributes(source, root);
             steps.addExtensions(source, root);
             EXPECT_EQ(built, text(document));
+        }
+    }
+}
+
+namespace {
+
+// The node's tree as one line per node: type, name, namespace, value, and each attribute with
+// its value, whether it is specified and whether it is of type ID, in the element's order.
+void describe(xercesc::DOMNode const& node, std::u16string& out) {
+    auto text = [](XMLCh const* t) { return std::u16string(t != nullptr ? t : u"(null)"); };
+    out += std::u16string(1, char16_t(u'0' + node.getNodeType())) + u" " +
+           text(node.getNodeName()) + u" {" + text(node.getNamespaceURI()) + u"} " +
+           text(node.getNodeValue()) + u"\n";
+    if (xercesc::DOMNamedNodeMap const* attributes = node.getAttributes()) {
+        for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
+            auto const* a = static_cast<xercesc::DOMAttr const*>(attributes->item(i));
+            out += u"  @" + text(a->getName()) + u" {" + text(a->getNamespaceURI()) + u"} " +
+                   text(a->getValue()) + (a->getSpecified() ? u" specified" : u"") +
+                   (a->isId() ? u" id" : u"") + u"\n";
+        }
+    }
+    for (auto const* child = node.getFirstChild(); child != nullptr;
+         child = child->getNextSibling()) {
+        describe(*child, out);
+    }
+}
+
+} // namespace
+
+// The value's own copy of a document equals the document's deep import: nodes, names, values,
+// attribute order and types, and the elements found by ID.
+TEST_F(Differential, CopiesEqualTheDocumentsOwnImport) {
+    char const* const typed = R"(<!DOCTYPE r [
+  <!ATTLIST item id ID #IMPLIED kind CDATA "plain">
+  <!ENTITY e "entity text">
+]>
+<r><item id="a">&e; and text</item><item id="b" kind="special"/><item/></r>)";
+    for (char const* xml : {namespaced, declarations, typed}) {
+        SCOPED_TRACE(xml);
+        auto source = parseXml(xml);
+        xercesc::DOMElement const& root = *source->getDocumentElement();
+        auto imported = parseXml("<x/>");
+        auto copied = parseXml("<x/>");
+        imported->replaceChild(imported->importNode(&root, true), imported->getDocumentElement());
+        bool ids = false;
+        copied->replaceChild(trans::copyTree(*copied, root, ids), copied->getDocumentElement());
+        std::u16string expected, actual;
+        describe(*imported->getDocumentElement(), expected);
+        describe(*copied->getDocumentElement(), actual);
+        EXPECT_EQ(std::string(TransString(actual.c_str()).asMBCS()),
+                  std::string(TransString(expected.c_str()).asMBCS()));
+        EXPECT_EQ(ids, xml == typed);
+        for (char16_t const* id : {u"a", u"b"}) {
+            xercesc::DOMElement const* byImport = imported->getElementById(id);
+            xercesc::DOMElement const* byCopy = copied->getElementById(id);
+            ASSERT_EQ(byCopy == nullptr, byImport == nullptr);
+            if (byCopy != nullptr) {
+                EXPECT_TRUE(byCopy->isEqualNode(byImport));
+            }
         }
     }
 }
