@@ -249,7 +249,7 @@ std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
 SourceTree mirrorDocument(xercesc::DOMDocument const& document) {
     using Tree = xalanc::XalanSourceTreeDocument;
     SourceTree tree(Tree::create(
-        XalanMemMgrs::getDefaultXercesMemMgr(), true, Tree::eDefaultNamesStringPoolBlockSize,
+        XalanMemMgrs::getDefaultXercesMemMgr(), false, Tree::eDefaultNamesStringPoolBlockSize,
         Tree::eDefaultNamesStringPoolBucketCount, Tree::eDefaultNamesStringPoolBucketSize,
         Tree::eDefaultValuesStringPoolBlockSize, valuePoolBuckets(document),
         Tree::eDefaultValuesStringPoolBucketSize));
