@@ -93,6 +93,7 @@ public:
 
 private:
     friend class TransDOMImplReference; // the straightforward evaluation, kept for comparison
+    friend class TransDOMImplAdoption;  // a value that takes its document (the tool's)
 
     struct DocumentReleaser {
         void operator()(xercesc::DOMDocument* document) const noexcept;

@@ -2,6 +2,7 @@
 // what the straightforward evaluation on the bridged view gives, exceptions included.
 #include "testsupport.h"
 #include "transdictionaryimpl.h"
+#include "transdomadoption.h"
 #include "transdomcopy.h"
 #include "transdomimpl.h"
 #include "transdomreference.h"
@@ -584,4 +585,50 @@ TEST_F(Differential, CopiesEqualTheDocumentsOwnImport) {
             }
         }
     }
+}
+
+// A value that takes its document answers, flags and writes exactly as one that copies it: the
+// nodes beside the element and the parser's document properties are not the value's.
+TEST_F(Differential, AdoptedDocumentsAnswerAsCopiedOnes) {
+    char const* const prologue = R"(<?xml version="1.1" encoding="UTF-8" standalone="yes"?>
+<!--before--><?first pi?>
+<root xmlns:o="urn:outer" o:a="1"><item n="1">one</item><!--in--><item n="2"/></root>
+<!--after-->)";
+    char const* const typed = R"(<!DOCTYPE r [<!ATTLIST item id ID #IMPLIED kind CDATA "plain">]>
+<r><item id="a">x</item><item id="b" kind="k"/></r>)";
+    auto answer = [](TransDOMImpl const& value, std::u16string const& context,
+                     std::u16string const& path) {
+        TransString const c(context.c_str());
+        TransString const p(path.c_str());
+        return ask([&](TransStatus& s) { return value.asString(c, p, s); },
+                   [&](TransStatus& s) { return value.asStringList(c, p, s); },
+                   [&](TransStatus& s) { return value.asDouble(c, p, s); });
+    };
+    auto written = [](TransDOMImpl const& value, bool utf16) {
+        TransStatus status;
+        std::unique_ptr<TransString> const text(utf16 ? value.asUTF16XML(status)
+                                                      : value.asMBCSXML(status));
+        return utf16 ? std::string(TransString(text->asUTF16()).asMBCS()) + flags(status)
+                     : std::string(text->asMBCS()) + flags(status);
+    };
+    for (char const* xml : {prologue, namespaced, typed}) {
+        SCOPED_TRACE(xml);
+        auto original = parseXml(xml);
+        TransDOMImpl const copied(original.get());
+        std::unique_ptr<TransDOMImpl> const adopted =
+            TransDOMImplAdoption::adopt(original.release());
+        for (bool const utf16 : {false, true}) {
+            EXPECT_EQ(written(*adopted, utf16), written(copied, utf16));
+        }
+        for (std::u16string const& context : generalContexts) {
+            for (std::u16string const& path : generalPaths) {
+                EXPECT_EQ(answer(*adopted, context, path), answer(copied, context, path))
+                    << TransString(context.c_str()).asMBCS() << " "
+                    << TransString(path.c_str()).asMBCS();
+            }
+        }
+    }
+    EXPECT_EQ(answer(*TransDOMImplAdoption::adopt(nullptr), u"/", u"count(node())"),
+              answer(TransDOMImpl(static_cast<xercesc::DOMDocument const*>(nullptr)), u"/",
+                     u"count(node())"));
 }

@@ -3,6 +3,8 @@
 #include "transspace.h"
 #include "schemavalidator.h"
 #include "transdictionaryimpl.h"
+#include "transdomadoption.h"
+#include "transdomimpl.h"
 #include "transversion.h"
 #include "transxerces.h"
 #include "xmlfilereader.h"
@@ -672,7 +674,7 @@ bool blank(std::string const& text) {
 }
 
 // How many nodes the context path selects; -1 when that cannot be told.
-double contextNodeCount(TransValue const& value, std::string const& context) {
+double contextNodeCount(TransValueImpl const& value, std::string const& context) {
     TransStatus status;
     try {
         double const count = value.asDouble(
@@ -685,7 +687,7 @@ double contextNodeCount(TransValue const& value, std::string const& context) {
 
 // The evaluator's message for the path at the node the context path selects, caught by running
 // it as a context path (whose errors the library passes on); empty when it gives none.
-std::string pathError(TransValue const& value, std::string const& context,
+std::string pathError(TransValueImpl const& value, std::string const& context,
                       std::string const& path) {
     // Errors of the path alone (syntax, unknown functions and prefixes, a guard's refusal) name
     // only the path; others come from running it at the context node, in a predicate.
@@ -708,7 +710,7 @@ std::string pathError(TransValue const& value, std::string const& context,
 
 // Says on standard error why the query failed, or warns that the context path selects several
 // nodes.
-void explainQuery(TransValue const& value, std::string const& context, std::string const& path,
+void explainQuery(TransValueImpl const& value, std::string const& context, std::string const& path,
                   bool failed) {
     if (failed && (blank(context) || blank(path))) {
         std::fprintf(stderr, "transspace: failure: the %s is empty\n",
@@ -821,21 +823,22 @@ void declarePrefixes(xercesc::DOMDocument& document,
     }
 }
 
-// The document value to query.
-TransValue queryValue(Input& input, std::vector<NamespaceBinding> const& bindings) {
+// The document value to query. A document read from a file is handed over to it, not copied.
+std::unique_ptr<TransValueImpl const> queryValue(Input& input,
+                                                 std::vector<NamespaceBinding> const& bindings) {
     if (input.xml != nullptr) {
         input.xml = asBuiltInMemory(std::move(input.xml));
     } else if (! bindings.empty()) {
         auto built = dictionaryDocument(*input.source);
         if (built == nullptr) {
-            return TransValue(*input.source); // fails as the library fails
+            return std::make_unique<TransDOMImpl>(*input.source); // fails as the library fails
         }
         input.xml.reset(built.release());
     } else {
-        return TransValue(*input.source);
+        return std::make_unique<TransDOMImpl>(*input.source);
     }
     declarePrefixes(*input.xml, bindings);
-    return TransValue(input.xml.get());
+    return TransDOMImplAdoption::adopt(input.xml.release());
 }
 
 int queryCommand(Arguments& arguments, Output& output) {
@@ -867,8 +870,9 @@ int queryCommand(Arguments& arguments, Output& output) {
                          "and PATH"};
     }
     Input input = readInput(operands[0], true);
-    TransValue const value = queryValue(input, bindings);
-    input = Input(); // the value has its own copy: the parsed document can go before the query
+    std::unique_ptr<TransValueImpl const> const owned = queryValue(input, bindings);
+    TransValueImpl const& value = *owned;
+    input = Input(); // the value holds the document now: the rest can go before the query
     TransString const context(operands[1].c_str());
     TransString const path(operands[2].c_str());
     TransStatus status;
