@@ -111,16 +111,19 @@ void keepAttributeOrder(xalanc::XalanSourceTreeElement& element,
                         xercesc::DOMNamedNodeMap const& map) {
     auto& withAttributes = static_cast<xalanc::XalanSourceTreeElementA&>(element);
     xalanc::XalanSize_t const count = withAttributes.getAttributeCount();
+    std::size_t declarations = 0;
+    for (xalanc::XalanSize_t i = 0; i < count; ++i) {
+        declarations += isNamespaceDeclaration(map.item(i)->getNodeName()) ? 1 : 0;
+    }
+    if (declarations == 0 || declarations == count) {
+        return; // one kind only: the tree's order is the DOM's
+    }
     // Declarations first, each kind in the DOM's order: the tree's order.
     std::vector<xalanc::XalanSourceTreeAttr*> made(count);
     std::vector<xalanc::XalanSourceTreeAttr::IndexType> indexes(count);
     for (xalanc::XalanSize_t i = 0; i < count; ++i) {
         made[i] = withAttributes.getAttributeByIndex(i);
         indexes[i] = made[i]->getIndex();
-    }
-    std::size_t declarations = 0;
-    for (xalanc::XalanSize_t i = 0; i < count; ++i) {
-        declarations += isNamespaceDeclaration(map.item(i)->getNodeName()) ? 1 : 0;
     }
     std::size_t nextDeclaration = 0;
     std::size_t nextOther = declarations;
