@@ -26,6 +26,7 @@
 #include <xalanc/XPath/XObject.hpp>
 #include <xalanc/XalanDOM/XalanDocument.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeDOMSupport.hpp>
+#include <xalanc/XercesParserLiaison/XercesDocumentWrapper.hpp>
 #include <xalanc/XercesParserLiaison/XercesParserLiaison.hpp>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/framework/XMLFormatter.hpp>
@@ -110,6 +111,12 @@ xalanc::XalanDocument* TransDOMImpl::view() const {
         // id() finds an element through the DOM and needs the map back to its view node; the
         // map costs time and memory, so it is made only when the document has ID attributes.
         dom_ = parserLiaison_->createDocument(xercesDocument_.get(), true, true, ids_);
+        // One lookup puts the node map's pending associations in its table now, before the view
+        // is shared (see transxalangrowth.cpp).
+        if (xalanc::XercesDocumentWrapper const* wrapper =
+                parserLiaison_->mapDocumentToWrapper(dom_)) {
+            wrapper->mapNode(static_cast<xercesc::DOMNode const*>(xercesDocument_.get()));
+        }
     }
     return dom_;
 }

@@ -20,8 +20,10 @@
 #include "transexport.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <utility>
 #include <vector>
 #include <xalanc/Include/PlatformDefinitions.hpp>
@@ -35,6 +37,13 @@ using XercesNode = xercesc::DOMNode;
 
 // Open addressing with linear probing; a table at most three quarters full of the first
 // association made for each node (as Xalan's map keeps the first).
+//
+// A wrapper associates every node as it is built and looks nodes up only afterwards, so
+// associations are kept in arrival order and enter the table on the first lookup, all at once:
+// grouped by the region of the table they hash to, so that the table is written region by region
+// instead of at random (at a million nodes, the table no longer fits any cache). A wrapper built
+// for reading from several threads is looked up concurrently: the first lookup settles the
+// pending associations under a lock, and later ones see them settled.
 class NodeTable {
 public:
     void add(XercesNode const* key, XalanNode* value) {
@@ -45,20 +54,15 @@ public:
             }
             return;
         }
-        if ((size_ + 1) * 4 > slots_.size() * 3) {
-            grow();
-        }
-        Slot& slot = slots_[position(key)];
-        if (slot.key == nullptr) {
-            slot = {key, value};
-            ++size_;
-        }
+        pending_.push_back({key, value});
+        settled_.store(false, std::memory_order_release);
     }
 
-    XalanNode* find(XercesNode const* key) const noexcept {
+    XalanNode* find(XercesNode const* key) const {
         if (key == nullptr) {
             return hasNull_ ? nullValue_ : nullptr;
         }
+        settle();
         if (slots_.empty()) {
             return nullptr;
         }
@@ -67,6 +71,8 @@ public:
 
     void clear() noexcept {
         std::vector<Slot>().swap(slots_);
+        std::vector<Slot>().swap(pending_);
+        settled_.store(true, std::memory_order_release);
         size_ = 0;
         hasNull_ = false;
         nullValue_ = nullptr;
@@ -78,32 +84,85 @@ private:
         XalanNode* value = nullptr;
     };
 
-    // The key's slot, or the empty slot where it belongs.
-    std::size_t position(XercesNode const* key) const noexcept {
-        std::size_t const mask = slots_.size() - 1;
+    static std::size_t hash(XercesNode const* key) noexcept {
         auto bits = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(key));
         bits ^= bits >> 33; // a 64-bit finaliser: every bit of the address reaches the low bits
         bits *= 0xff51afd7ed558ccdULL;
         bits ^= bits >> 33;
-        std::size_t index = static_cast<std::size_t>(bits) & mask;
+        return static_cast<std::size_t>(bits);
+    }
+
+    // The key's slot, or the empty slot where it belongs.
+    std::size_t position(XercesNode const* key) const noexcept {
+        std::size_t const mask = slots_.size() - 1;
+        std::size_t index = hash(key) & mask;
         while (slots_[index].key != nullptr && slots_[index].key != key) {
             index = (index + 1) & mask;
         }
         return index;
     }
 
-    void grow() {
-        std::vector<Slot> old(std::max<std::size_t>(64, 2 * slots_.size()));
-        old.swap(slots_);
-        for (Slot const& slot : old) {
-            if (slot.key != nullptr) {
-                slots_[position(slot.key)] = slot;
-            }
+    void insert(Slot const& entry) const noexcept {
+        Slot& slot = slots_[position(entry.key)];
+        if (slot.key == nullptr) {
+            slot = entry;
+            ++size_;
         }
     }
 
-    std::vector<Slot> slots_; // a power of two in size
-    std::size_t size_ = 0;
+    // Puts the pending associations in the table, grown first to hold them all.
+    void settle() const {
+        if (settled_.load(std::memory_order_acquire)) {
+            return;
+        }
+        std::lock_guard<std::mutex> const lock(settling_);
+        if (settled_.load(std::memory_order_relaxed)) {
+            return;
+        }
+        std::size_t slots = std::max<std::size_t>(64, slots_.size());
+        while ((size_ + pending_.size()) * 4 > slots * 3) {
+            slots *= 2;
+        }
+        if (slots != slots_.size()) {
+            std::vector<Slot> old(slots);
+            old.swap(slots_);
+            size_ = 0;
+            for (Slot const& slot : old) {
+                if (slot.key != nullptr) {
+                    insert(slot);
+                }
+            }
+        }
+        // A stable distribution by the top bits of each key's first slot: arrival order is kept
+        // within a region, so the first association of a node still wins.
+        constexpr std::size_t regionBits = 12;
+        std::size_t shift = 0;
+        while ((slots >> shift) > (std::size_t{1} << regionBits)) {
+            ++shift;
+        }
+        std::vector<std::size_t> starts((slots >> shift) + 1, 0);
+        for (Slot const& entry : pending_) {
+            ++starts[((hash(entry.key) & (slots - 1)) >> shift) + 1];
+        }
+        for (std::size_t i = 1; i < starts.size(); ++i) {
+            starts[i] += starts[i - 1];
+        }
+        std::vector<Slot> ordered(pending_.size());
+        for (Slot const& entry : pending_) {
+            ordered[starts[(hash(entry.key) & (slots - 1)) >> shift]++] = entry;
+        }
+        std::vector<Slot>().swap(pending_);
+        for (Slot const& entry : ordered) {
+            insert(entry);
+        }
+        settled_.store(true, std::memory_order_release);
+    }
+
+    mutable std::vector<Slot> slots_; // a power of two in size
+    mutable std::size_t size_ = 0;
+    mutable std::vector<Slot> pending_; // associations not yet in the table, in arrival order
+    mutable std::atomic<bool> settled_{true};
+    mutable std::mutex settling_;
     bool hasNull_ = false;
     XalanNode* nullValue_ = nullptr;
 };

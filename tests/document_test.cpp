@@ -6,12 +6,14 @@
 #include "transxmlwriter.h"
 #include "xmlsupport.h"
 
+#include <atomic>
 #include <cstdint>
 #include <dlfcn.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 #include <xalanc/XalanDOM/XalanDOMString.hpp>
 #include <xalanc/XercesParserLiaison/XercesWrapperToXalanNodeMap.hpp>
@@ -395,6 +397,32 @@ TEST_F(Document, ReplacedXalanFunctionsAreInForceAndKeepTheirResults) {
         ASSERT_EQ(map.getNode(node(key)), wrapper(key)) << key;
     }
     EXPECT_EQ(map.getNode(node(0x7f0000000000 + 3)), nullptr);
+    // Associations made after lookups join the ones looked up; a node keeps its first.
+    for (std::uintptr_t i = 5001; i <= 9000; ++i) {
+        map.addAssociation(node(i << 32), wrapper(i << 32));
+    }
+    map.addAssociation(node(keys[1]), nullptr);
+    for (std::uintptr_t const key : {keys[1], keys.back(), std::uintptr_t{9000} << 32}) {
+        EXPECT_EQ(map.getNode(node(key)), wrapper(key)) << key;
+    }
+    // The first lookups of a map filled beforehand may come from several threads at once.
+    XercesWrapperToXalanNodeMap shared(xalanc::XalanMemMgrs::getDefaultXercesMemMgr());
+    for (std::uintptr_t const key : keys) {
+        shared.addAssociation(node(key), wrapper(key));
+    }
+    std::vector<std::thread> readers;
+    std::atomic<int> wrong{0};
+    for (int t = 0; t < 4; ++t) {
+        readers.emplace_back([&] {
+            for (std::uintptr_t const key : keys) {
+                wrong += shared.getNode(node(key)) == wrapper(key) ? 0 : 1;
+            }
+        });
+    }
+    for (std::thread& reader : readers) {
+        reader.join();
+    }
+    EXPECT_EQ(wrong, 0);
     map.clear();
     EXPECT_EQ(map.getNode(node(keys[1])), nullptr);
     EXPECT_EQ(map.getNode(nullptr), nullptr);
