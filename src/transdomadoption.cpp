@@ -2,6 +2,7 @@
 
 #include "transxerces.h"
 
+#include <vector>
 #include <xercesc/dom/DOM.hpp>
 #include <xercesc/util/PlatformUtils.hpp>
 
@@ -11,30 +12,22 @@ using xercesc::DOMNode;
 
 // Whether an attribute of the element's tree is of type ID.
 bool hasIdAttribute(xercesc::DOMElement const& root) {
-    DOMNode const* node = &root;
-    while (node != nullptr) {
-        if (xercesc::DOMNamedNodeMap const* attributes = node->getAttributes()) {
-            for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
-                if (static_cast<xercesc::DOMAttr const*>(attributes->item(i))->isId()) {
-                    return true;
-                }
+    std::vector<DOMNode const*> pending{&root};
+    while (! pending.empty()) {
+        DOMNode const* const element = pending.back();
+        pending.pop_back();
+        xercesc::DOMNamedNodeMap const* attributes = element->getAttributes();
+        for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
+            if (static_cast<xercesc::DOMAttr const*>(attributes->item(i))->isId()) {
+                return true;
             }
         }
-        // Document order, elements only, without a stack: down, else across, else up and across.
-        DOMNode const* next = node->getFirstChild();
-        while (next != nullptr && next->getNodeType() != DOMNode::ELEMENT_NODE) {
-            next = next->getNextSibling();
-        }
-        while (next == nullptr && node != &root) {
-            next = node->getNextSibling();
-            while (next != nullptr && next->getNodeType() != DOMNode::ELEMENT_NODE) {
-                next = next->getNextSibling();
-            }
-            if (next == nullptr) {
-                node = node->getParentNode();
+        for (DOMNode const* child = element->getFirstChild(); child != nullptr;
+             child = child->getNextSibling()) {
+            if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
+                pending.push_back(child);
             }
         }
-        node = next;
     }
     return false;
 }

@@ -19,6 +19,8 @@
 #include <typeinfo>
 #include <utility>
 #include <vector>
+#include <xalanc/XalanDOM/XalanDOMString.hpp>
+#include <xalanc/XalanDOM/XalanDocument.hpp>
 #include <xercesc/dom/DOM.hpp>
 
 using testing_support::flags;
@@ -628,6 +630,16 @@ TEST_F(Differential, AdoptedDocumentsAnswerAsCopiedOnes) {
             }
         }
     }
+    // An attribute made of type ID by a call, not by a document type: the view finds its element.
+    auto identified = parseXml("<r><e k='a'/><e k='b'/></r>");
+    static_cast<xercesc::DOMElement*>(identified->getDocumentElement()->getLastChild())
+        ->setIdAttribute(u"k", true);
+    std::unique_ptr<TransDOMImpl> const adoptedIds =
+        TransDOMImplAdoption::adopt(identified.release());
+    TransStatus status;
+    xalanc::XalanDocument const* view = adoptedIds->asXalanDocument(status);
+    ASSERT_NE(view, nullptr);
+    EXPECT_NE(view->getElementById(xalanc::XalanDOMString(u"b")), nullptr);
     EXPECT_EQ(answer(*TransDOMImplAdoption::adopt(nullptr), u"/", u"count(node())"),
               answer(TransDOMImpl(static_cast<xercesc::DOMDocument const*>(nullptr)), u"/",
                      u"count(node())"));
