@@ -12,7 +12,8 @@ install(TARGETS transspace zelthost EXPORT TransSpaceTargets
 
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/" "${PROJECT_SOURCE_DIR}/datasource/"
     DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/transspace"
-    FILES_MATCHING PATTERN "*.h")
+    FILES_MATCHING PATTERN "*.h"
+    PATTERN "zeltdatasourcefileexact.h" EXCLUDE) # the loader's exact pass, for the tests
 
 install(FILES "${PROJECT_SOURCE_DIR}/schema/dictionary-1.0.xsd"
     DESTINATION "${CMAKE_INSTALL_DATADIR}/transspace")

@@ -330,12 +330,86 @@ ZELT_Variable const& ZELT_DataSource::GetVariable(int index) const {
     return variables_.at(static_cast<std::size_t>(index));
 }
 
+std::size_t ZELT_DataSource::NameIndex::slotOf(std::string const& key,
+                                               std::size_t hash) const noexcept {
+    std::size_t const mask = slots_.size() - 1;
+    for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+        int const index = slots_[slot];
+        if (index < 0) {
+            return slot;
+        }
+        auto const at = static_cast<std::size_t>(index);
+        if (hashes_[at] == hash && keys_[at] == key) {
+            return slot;
+        }
+    }
+}
+
+int ZELT_DataSource::NameIndex::find(std::string const& key) const noexcept {
+    if (slots_.empty()) {
+        return -1;
+    }
+    return slots_[slotOf(key, std::hash<std::string>()(key))];
+}
+
+void ZELT_DataSource::NameIndex::grow(std::size_t slots) {
+    std::vector<int> grown(slots, -1);
+    std::size_t const mask = slots - 1;
+    for (std::size_t i = 0; i < hashes_.size(); ++i) {
+        std::size_t slot = hashes_[i] & mask;
+        while (grown[slot] >= 0) {
+            slot = (slot + 1) & mask;
+        }
+        grown[slot] = static_cast<int>(i);
+    }
+    slots_ = std::move(grown);
+}
+
+void ZELT_DataSource::NameIndex::reserve(std::size_t count) {
+    keys_.reserve(count);
+    hashes_.reserve(count);
+    std::size_t slots = 16;
+    while (slots < 2 * count) {
+        slots *= 2;
+    }
+    if (slots > slots_.size()) {
+        grow(slots);
+    }
+}
+
+int ZELT_DataSource::NameIndex::add(std::string key) {
+    if (2 * (keys_.size() + 1) > slots_.size()) {
+        grow(slots_.empty() ? 16 : 2 * slots_.size());
+    }
+    std::size_t const hash = std::hash<std::string>()(key);
+    std::size_t const slot = slotOf(key, hash);
+    if (slots_[slot] >= 0) {
+        return slots_[slot];
+    }
+    keys_.push_back(std::move(key));
+    try {
+        hashes_.push_back(hash);
+    } catch (...) {
+        keys_.pop_back();
+        throw;
+    }
+    slots_[slot] = static_cast<int>(keys_.size() - 1);
+    return -1;
+}
+
+void ZELT_DataSource::NameIndex::removeLast() noexcept {
+    // The key added last ends its probe sequence: no key added before it probed past its slot.
+    std::size_t const slot = slotOf(keys_.back(), hashes_.back());
+    slots_[slot] = -1;
+    keys_.pop_back();
+    hashes_.pop_back();
+}
+
 int ZELT_DataSource::FindVarIndex(char const* name, int) const {
     if (name == nullptr) {
         return -1;
     }
-    auto const found = index_.find(nameKey(name));
-    return found != index_.end() ? found->second : -1;
+    return index_.find(nameKey(name));
 }
 
 int ZELT_DataSource::addVariable(ZELT_Variable variable) {
@@ -343,15 +417,15 @@ int ZELT_DataSource::addVariable(ZELT_Variable variable) {
         reject("too many variables");
     }
     int const index = static_cast<int>(variables_.size());
-    auto const [slot, inserted] = index_.emplace(nameKey(variable.GetName()), index);
-    if (! inserted) {
+    int const present = index_.add(nameKey(variable.GetName()));
+    if (present >= 0) {
         reject("variable \"" + std::string(variable.GetName()) + "\" duplicates the name of \"" +
-               variables_[static_cast<std::size_t>(slot->second)].GetName() + "\"");
+               variables_[static_cast<std::size_t>(present)].GetName() + "\"");
     }
     try {
         variables_.push_back(std::move(variable));
     } catch (...) {
-        index_.erase(slot);
+        index_.removeLast();
         throw;
     }
     return index;

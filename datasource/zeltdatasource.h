@@ -23,10 +23,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <map>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -363,8 +363,8 @@ public:
     DatasourceAttributes const& GetAttributes() const noexcept { return attributes_; }
 
     // Fill API.
-    // Makes room for `count` variables without reallocating.
-    void reserveVariables(std::size_t count) { variables_.reserve(count); }
+    // Makes room for `count` variables in the name index (the variables themselves never move).
+    void reserveVariables(std::size_t count) { index_.reserve(count); }
     // Appends a variable and returns its index; a name already present (ignoring letter case as
     // FindVarIndex does) is rejected.
     int addVariable(ZELT_Variable variable);
@@ -388,10 +388,31 @@ public:
 private:
     friend std::vector<VariableSet> VariableSets(ZELT_DataSource const& ds, VarSetsType type);
 
-    std::vector<ZELT_Variable> variables_;
-    // Upper-cased name -> index, so that FindVarIndex is a hash lookup, not a scan. A name is
-    // upper-cased under the locale in force when it is added or looked up.
-    std::unordered_map<std::string, int> index_;
+    std::deque<ZELT_Variable> variables_; // a variable never moves once added
+    // Upper-cased name -> variable index, so that FindVarIndex is a hash lookup, not a scan: the
+    // keys and their hashes by index, and an open-addressed table of indices (linear probing, at
+    // most half full). A name is upper-cased under the locale in force when it is added or looked
+    // up.
+    class NameIndex {
+    public:
+        // The index of `key`, or -1.
+        int find(std::string const& key) const noexcept;
+        // Adds `key` as the next index, unless present: then its index is returned and nothing
+        // changes. Returns -1 when added.
+        int add(std::string key);
+        // Takes back the key added last.
+        void removeLast() noexcept;
+        void reserve(std::size_t count);
+
+    private:
+        std::size_t slotOf(std::string const& key, std::size_t hash) const noexcept;
+        void grow(std::size_t slots);
+
+        std::vector<std::string> keys_;
+        std::vector<std::size_t> hashes_;
+        std::vector<int> slots_; // -1: empty
+    };
+    NameIndex index_;
     double timestamp_ = 0.0;
     long long rowCount_ = -1;
     int weightIndex_ = -1;

@@ -1,4 +1,5 @@
 #include "zeltdatasourcefile.h"
+#include "zeltdatasourcefileexact.h"
 
 #include "zeltplatform.h"
 
@@ -9,10 +10,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <set>
+#include <sys/stat.h>
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_err.h>
 #include <unicode/unistr.h>
@@ -175,6 +179,7 @@ public:
     }
 
     std::string const& name() const noexcept { return name_; }
+    bool isUTF8() const noexcept { return utf8_; }
 
     // The UTF-8 text in the code page; false when it cannot be represented.
     bool convert(std::string const& utf8, std::string& result) const {
@@ -731,11 +736,13 @@ ZELT_DataSource dataSource(Json const& root, Location const& at) {
     return source;
 }
 
-// The quick pass: one reading of the text that fills the data source as it goes. Each element of
-// the top-level "variables" array is built as a value of its own and filled as soon as it ends; the
-// other top-level values are kept and filled at the end. Values are built from the inside out, so
-// that a finished value is moved into its parent once and never copied. Whatever is amiss (a syntax
-// error, a duplicate key, a value the fill refuses) stops it with Refused.
+// The quick pass: one reading of the text that fills the data source as it goes. The elements of
+// the top-level "variables" array are read straight into a draft of their fields (texts, the
+// scalars, the value labels as pairs) and filled as soon as each ends; the other values (the
+// top level, a variable's formats, missing values and attributes) are built as JSON values from
+// the inside out, so that a finished value is moved into its parent once and never copied.
+// Whatever is amiss (a syntax error, a duplicate or unknown key, a value of the wrong kind, a value
+// the fill refuses) stops it with Refused.
 class QuickFill : public nlohmann::json_sax<Json> {
 public:
     QuickFill(ZELT_DataSource& source, CodePage const& codePage, Location const& at)
@@ -751,10 +758,32 @@ public:
     bool number_float(number_float_t number, string_t const&) override {
         return value(Json(number));
     }
-    bool string(string_t& text) override { return value(Json(std::move(text))); }
+    // Texts are copied, not moved, out of the parser's buffer, which keeps its room for the next.
+    bool string(string_t& text) override {
+        // A variable's name and label and a value label's text are kept as they come.
+        if (! open_.empty()) {
+            Open& top = open_.back();
+            if (top.kind == Kind::variable && (key_ == Field::name || key_ == Field::label)) {
+                (key_ == Field::name ? draft_.name : draft_.label) = text;
+                return true;
+            }
+            if (top.kind == Kind::pair && top.count == 1) {
+                ++top.count;
+                draft_.labels.back().second = text;
+                return true;
+            }
+        }
+        return value(Json(text));
+    }
     bool binary(binary_t&) override { throw Refused{}; }
     bool start_object(std::size_t) override {
-        open_.push_back(Open{false, Json(Json::value_t::object)});
+        if (! open_.empty() && open_.back().kind == Kind::variables) {
+            draft_.clear();
+            open_.push_back(Open{Kind::variable, 0, Json()});
+            return true;
+        }
+        refuseInPair();
+        open_.push_back(Open{Kind::generic, 0, Json(Json::value_t::object)});
         // Members go straight into the object; room for the format's objects is made at once, so
         // that a finished member is not copied when the object grows.
         open_.back().value.get_ref<Json::object_t&>().reserve(16);
@@ -764,17 +793,38 @@ public:
         if (open_.empty()) {
             throw Refused{};
         }
+        Open& top = open_.back();
+        if (top.kind == Kind::variable && key_ == Field::valueLabels) {
+            open_.push_back(Open{Kind::labels, 0, Json()});
+            return true;
+        }
+        if (top.kind == Kind::labels) {
+            draft_.labels.emplace_back();
+            open_.push_back(Open{Kind::pair, 0, Json()});
+            return true;
+        }
+        refuseInPair();
         // The root's "variables" array is filled from, not kept.
         bool const variables =
-            open_.size() == 1 &&
-            open_.back().value.get_ref<Json::object_t&>().back().first == "variables";
-        open_.push_back(Open{variables, Json(Json::value_t::array)});
+            open_.size() == 1 && top.value.get_ref<Json::object_t&>().back().first == "variables";
+        open_.push_back(Open{variables ? Kind::variables : Kind::generic, 0,
+                             variables ? Json() : Json(Json::value_t::array)});
         return true;
     }
     bool end_object() override { return end(); }
     bool end_array() override { return end(); }
     bool key(string_t& key) override {
-        auto& members = open_.back().value.get_ref<Json::object_t&>();
+        Open& top = open_.back();
+        if (top.kind == Kind::variable) {
+            key_ = fieldOf(key);
+            auto const bit = 1U << static_cast<unsigned>(key_);
+            if (key_ == Field::unknown || (draft_.seen & bit) != 0) {
+                throw Refused{};
+            }
+            draft_.seen |= bit;
+            return true;
+        }
+        auto& members = top.value.get_ref<Json::object_t&>();
         // Keys are compared one by one: the format's objects are small, and a large one is left to
         // the exact pass.
         if (members.size() >= maxQuickKeys) {
@@ -789,7 +839,7 @@ public:
             throw Refused{};
         }
         sawVariables_ = sawVariables_ || (open_.size() == 1 && key == "variables");
-        members.emplace_back(std::move(key), Json());
+        members.emplace_back(key, Json());
         return true;
     }
     bool parse_error(std::size_t, std::string const&, nlohmann::detail::exception const&) override {
@@ -799,21 +849,98 @@ public:
 private:
     static constexpr std::size_t maxQuickKeys = 256;
 
+    // The keys of a variable, in the order in which they are filled.
+    enum class Field : unsigned {
+        name,
+        type,
+        label,
+        alignment,
+        measurementLevel,
+        displayWidth,
+        format,
+        writeFormat,
+        missingValues,
+        valueLabels,
+        attributes,
+        unknown
+    };
+    static constexpr char const* fieldNames[] = {
+        "name",   "type",        "label",         "alignment",   "measurementLevel", "displayWidth",
+        "format", "writeFormat", "missingValues", "valueLabels", "attributes"};
+
+    static Field fieldOf(std::string const& key) noexcept {
+        for (unsigned i = 0; i < std::size(fieldNames); ++i) {
+            if (key == fieldNames[i]) {
+                return static_cast<Field>(i);
+            }
+        }
+        return Field::unknown;
+    }
+
+    // One variable's fields as read: texts in UTF-8, the other keys' values (null when absent,
+    // which the bits of `seen` tell apart from a null in the text).
+    struct Draft {
+        unsigned seen = 0;
+        std::string name;
+        std::string label;
+        Json values[std::size(fieldNames)];
+        std::vector<std::pair<Json, std::string>> labels; // value and label text
+
+        bool has(Field field) const noexcept {
+            return (seen & (1U << static_cast<unsigned>(field))) != 0;
+        }
+        Json const& operator[](Field field) const noexcept {
+            return values[static_cast<unsigned>(field)];
+        }
+        void clear() noexcept {
+            seen = 0;
+            labels.clear();
+        }
+    };
+
+    enum class Kind {
+        generic,   // a value built as JSON
+        variables, // the root's "variables" array
+        variable,  // one of its elements, read into the draft
+        labels,    // the variable's "valueLabels" array
+        pair,      // one [value, label] pair of it
+    };
+
     struct Open {
-        bool variables; // the root's "variables" array
+        Kind kind;
+        int count; // the values a pair has had
         Json value;
     };
 
+    // A pair holds a number or a text, then a text; no array or object.
+    void refuseInPair() const {
+        if (! open_.empty() && open_.back().kind == Kind::pair) {
+            throw Refused{};
+        }
+    }
+
     bool end() {
-        Json built = std::move(open_.back().value);
-        bool const variables = open_.back().variables;
+        Open finished = std::move(open_.back());
         open_.pop_back();
-        if (variables) {
+        switch (finished.kind) {
+        case Kind::variables:
             // The placeholder of "variables" goes: the root keeps only what is filled at the end.
             open_.back().value.get_ref<Json::object_t&>().pop_back();
             return true;
+        case Kind::variable:
+            addVariable();
+            return true;
+        case Kind::labels:
+            return true;
+        case Kind::pair:
+            if (finished.count != 2) {
+                throw Refused{};
+            }
+            return true;
+        case Kind::generic:
+            break;
         }
-        return value(std::move(built));
+        return value(std::move(finished.value));
     }
 
     bool value(Json&& finished) {
@@ -825,20 +952,117 @@ private:
             return true;
         }
         Open& parent = open_.back();
-        if (parent.variables) {
-            addVariable(source_, finished, at_, codePage_);
-        } else if (parent.value.is_object()) {
-            parent.value.get_ref<Json::object_t&>().back().second = std::move(finished);
-        } else {
-            parent.value.get_ref<Json::array_t&>().push_back(std::move(finished));
+        switch (parent.kind) {
+        case Kind::generic:
+            if (parent.value.is_object()) {
+                parent.value.get_ref<Json::object_t&>().back().second = std::move(finished);
+            } else {
+                parent.value.get_ref<Json::array_t&>().push_back(std::move(finished));
+            }
+            return true;
+        case Kind::variable:
+            // Names, labels and value labels other than texts and arrays are left to the exact
+            // pass.
+            if (key_ == Field::name || key_ == Field::label || key_ == Field::valueLabels) {
+                throw Refused{};
+            }
+            draft_.values[static_cast<unsigned>(key_)] = std::move(finished);
+            return true;
+        case Kind::pair:
+            if (parent.count == 0 && (finished.is_number() || finished.is_string())) {
+                ++parent.count;
+                draft_.labels.back().first = std::move(finished);
+                return true;
+            }
+            break;
+        case Kind::variables:
+        case Kind::labels:
+            break;
         }
-        return true;
+        throw Refused{};
+    }
+
+    // The text in the code page, in place.
+    void convert(std::string& text) const {
+        if (codePage_.isUTF8()) {
+            return;
+        }
+        std::string converted;
+        if (! codePage_.convert(text, converted)) {
+            throw Refused{};
+        }
+        text = std::move(converted);
+    }
+
+    // Fills the variable the draft holds, as the exact pass would.
+    void addVariable() {
+        Draft& d = draft_;
+        Location const& at = at_;
+        if (! d.has(Field::name)) {
+            throw Refused{};
+        }
+        convert(d.name);
+        if (d.name.empty()) {
+            throw Refused{};
+        }
+        int const type =
+            d.has(Field::type)
+                ? static_cast<int>(integer(d[Field::type], at, 0, ZELT_Variable::maxStringWidth))
+                : 0;
+        ZELT_Variable result(std::move(d.name), type);
+        if (d.has(Field::label)) {
+            convert(d.label);
+            result.setLabel(std::move(d.label));
+        }
+        if (d.has(Field::alignment)) {
+            result.setAlignment(code(d[Field::alignment], at, {"left", "right", "center"}));
+        }
+        if (d.has(Field::measurementLevel)) {
+            result.setMeasurementLevel(
+                code(d[Field::measurementLevel], at, {"unknown", "nominal", "ordinal", "scale"}));
+        }
+        if (d.has(Field::displayWidth)) {
+            result.setDisplayWidth(static_cast<short>(integer(d[Field::displayWidth], at,
+                                                              std::numeric_limits<short>::min(),
+                                                              std::numeric_limits<short>::max())));
+        }
+        if (d.has(Field::format)) {
+            Format const print = format(d[Field::format], at);
+            result.setFormat(print.type, print.width, print.decimals);
+            result.setWriteFormat(print.type, print.width, print.decimals);
+        }
+        if (d.has(Field::writeFormat)) {
+            Format const write = format(d[Field::writeFormat], at);
+            result.setWriteFormat(write.type, write.width, write.decimals);
+        }
+        if (d.has(Field::missingValues)) {
+            missingValues(result, d[Field::missingValues], at, codePage_);
+        }
+        bool const numeric = type == 0;
+        for (auto& [value, label] : d.labels) {
+            convert(label);
+            if (numeric) {
+                result.addValueLabel(number(value, at), std::move(label));
+            } else {
+                result.addValueLabel(text(value, at, codePage_), std::move(label));
+            }
+        }
+        if (d.has(Field::attributes)) {
+            result.setAttributes(attributes(d[Field::attributes], at, codePage_));
+        }
+        try {
+            source_.addVariable(std::move(result));
+        } catch (std::invalid_argument const&) {
+            throw Refused{}; // a name the source holds already
+        }
     }
 
     ZELT_DataSource& source_;
     CodePage const& codePage_;
     Location const& at_;
     std::vector<Open> open_;
+    Draft draft_;
+    Field key_ = Field::unknown; // the current key of the innermost variable
     Json root_;
     bool sawVariables_ = false;
 };
@@ -944,12 +1168,22 @@ private:
 } // namespace
 
 ZELT_DataSource loadDataSourceJson(std::string const& text, std::string const& name) {
-    // Files are loaded in one quick pass; one that it refuses is read again by the exact pass
-    // below, which finds the same data or the first fault in the text with its location.
+    // Files are loaded in one quick pass; one that it refuses is read again by the exact pass,
+    // which finds the same data or the first fault in the text with its location.
+    std::optional<ZELT_DataSource> quick = loadDataSourceJsonQuickly(text, name);
+    return quick ? std::move(*quick) : loadDataSourceJsonExactly(text, name);
+}
+
+std::optional<ZELT_DataSource> loadDataSourceJsonQuickly(std::string const& text,
+                                                         std::string const& name) {
     try {
         return quickLoad(text, name);
     } catch (Refused const&) {
+        return std::nullopt;
     }
+}
+
+ZELT_DataSource loadDataSourceJsonExactly(std::string const& text, std::string const& name) {
     Json root;
     try {
         DuplicateKeys duplicates(name);
@@ -985,10 +1219,18 @@ ZELT_DataSource loadDataSourceFile(std::string const& path) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
                                                          &std::fclose);
     std::string contents;
-    char buffer[65536];
-    std::size_t count = 0;
-    while (file != nullptr && (count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) {
-        contents.append(buffer, count);
+    if (file != nullptr) {
+        // A regular file is read into room made for its size at once; other files (a pipe) grow.
+        struct stat status {};
+        if (::fstat(::fileno(file.get()), &status) == 0 && S_ISREG(status.st_mode) &&
+            status.st_size > 0) {
+            contents.reserve(static_cast<std::size_t>(status.st_size) + 1);
+        }
+        char buffer[65536];
+        std::size_t count = 0;
+        while ((count = std::fread(buffer, 1, sizeof buffer, file.get())) > 0) {
+            contents.append(buffer, count);
+        }
     }
     if (file == nullptr || std::ferror(file.get()) != 0) {
         throw DataSourceFileError(path + ": " + std::strerror(errno));

@@ -63,6 +63,23 @@ TEST(DataSource, FindVarIndexIgnoresLetterCase) {
     EXPECT_EQ(ds.ColumnCount(), 3);
     EXPECT_EQ(ds.FindVarIndex("age", 0), 0);
     EXPECT_THROW(ds.GetVariable(3), std::out_of_range);
+
+    // Through the index's growth, with and without room made first, every name is found by any
+    // letter case, and every clash is refused.
+    for (std::size_t const reserved : {std::size_t{0}, std::size_t{3000}}) {
+        ZELT_DataSource many;
+        many.reserveVariables(reserved);
+        for (int i = 0; i < 3000; ++i) {
+            ASSERT_EQ(many.addVariable(ZELT_Variable("Var" + std::to_string(i))), i);
+        }
+        for (int i = 0; i < 3000; i += 7) {
+            EXPECT_EQ(many.FindVarIndex(("vAR" + std::to_string(i)).c_str(), 0), i);
+            EXPECT_THROW(many.addVariable(ZELT_Variable("VAR" + std::to_string(i))),
+                         std::invalid_argument);
+        }
+        EXPECT_EQ(many.FindVarIndex("Var3000", 0), -1);
+        EXPECT_EQ(many.ColumnCount(), 3000);
+    }
 }
 
 TEST(DataSource, DefaultsFollowTheVariableType) {

@@ -1,4 +1,5 @@
 #include "zeltdatasourcefile.h"
+#include "zeltdatasourcefileexact.h"
 
 #include "testsupport.h"
 #include "transspace.h"
@@ -442,9 +443,15 @@ TEST(DataSourceFile, KeyOrderAndObjectSizeDoNotChangeTheData) {
     }
     std::string const variables =
         R"("variables": [{"name": "age", "label": "Age", "format": "F3", "missingValues": [99],
-          "valueLabels": [[1, "one"], [99, "none"]]},
-          {"valueLabels": [["a", "A"]], "missingValues": ["NA"], "type": 8, "name": "city",
-           "attributes": {"entries": {"Note": ["n"]}, "version": 2}}])";
+          "valueLabels": [[1, "one"], [99, "none"], [-0.0, "zero"], [1e300, "big"]]},
+          {"valueLabels": [["a", "A"], ["b\u00e9", "B\n\"q\""]], "missingValues": ["NA"],
+           "type": 8, "name": "city", "attributes": {"entries": {"Note": ["n"], "One": "o"},
+           "version": 2}},
+          {"displayWidth": 12, "alignment": 2, "measurementLevel": "scale", "name": "\u00c9t\u00e9",
+           "format": {"type": 5, "width": 10, "decimals": 3}, "writeFormat": "comma12.1",
+           "missingValues": {"range": ["lowest", 0], "value": 9}, "type": 0.0, "label": ""},
+          {"name": "w", "missingValues": {"range": [1, "highest"]}, "valueLabels": [],
+           "alignment": "center", "measurementLevel": 2, "attributes": {"entries": {}}}])";
     std::string const others[] = {R"("timestamp": 1795345509, "rowCount": 12)",
                                   R"("weightVariable": "AGE")",
                                   R"("variableSets": [{"name": "s", "variables": ["city"]}])",
@@ -462,8 +469,19 @@ TEST(DataSourceFile, KeyOrderAndObjectSizeDoNotChangeTheData) {
         return text + "}";
     };
     TransSpace space;
+    // The quick pass takes every text without a large object and gives what the exact pass gives.
     auto dictionary = [](std::string const& json) {
-        return testing_support::take(TransValue(load(json)).asUTF16XML());
+        std::u16string text = testing_support::take(TransValue(load(json)).asUTF16XML());
+        auto const quick = loadDataSourceJsonQuickly(json, fileName);
+        EXPECT_EQ(quick.has_value(), json.find("e299") == std::string::npos) << json;
+        if (quick) {
+            EXPECT_EQ(testing_support::take(TransValue(*quick).asUTF16XML()), text) << json;
+        }
+        EXPECT_EQ(testing_support::take(
+                      TransValue(loadDataSourceJsonExactly(json, fileName)).asUTF16XML()),
+                  text)
+            << json;
+        return text;
     };
     for (bool const largeAttributes : {false, true}) {
         std::u16string const expected = dictionary(file(0, largeAttributes));
