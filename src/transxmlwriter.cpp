@@ -95,12 +95,30 @@ void requirePairedSurrogates(XMLCh const* text, std::size_t count) {
 template <typename Unit>
 class DirectOutput {
 public:
-    DirectOutput(std::basic_string<Unit>& text, std::size_t expectedSize) : text_(text) {
-        text_.resize(expectedSize + expectedSize / 16 + 4096); // room for the last escapes
+    // Room for the expected size and a sixteenth more is reserved in the text, not filled, so
+    // that pages the text never reaches are never touched. Units are written into a part of their
+    // own and appended to the text a part at a time.
+    DirectOutput(std::basic_string<Unit>& text, std::size_t expectedSize)
+        : text_(text), part_(std::make_unique<Unit[]>(partCapacity)) {
+        if (expectedSize > 0) {
+            text_.reserve(expectedSize + expectedSize / 16);
+        }
     }
-    ~DirectOutput() { text_.resize(used_); }
+    ~DirectOutput() {
+        try {
+            finish();
+        } catch (...) {
+            // Out of memory: the text keeps the parts appended before.
+        }
+    }
     DirectOutput(DirectOutput const&) = delete;
     DirectOutput& operator=(DirectOutput const&) = delete;
+
+    // Appends what the part holds.
+    void finish() {
+        text_.append(part_.get(), used_);
+        used_ = 0;
+    }
 
     void markup(XMLCh const* text, std::size_t count) { copy(text, count); }
     void markupOrRefs(XMLCh const* text, std::size_t count) { copy(text, count); }
@@ -166,13 +184,16 @@ private:
         return table;
     }();
 
+    // The largest room asked for: six units for each unit of an escaped part.
+    static constexpr std::size_t partCapacity = 6 * partSize;
+
     Unit* room(std::size_t count) {
-        if (text_.size() - used_ < count) {
-            text_.resize(std::max(2 * text_.size(), used_ + count));
+        if (partCapacity - used_ < count) {
+            finish();
         }
-        return &text_[used_];
+        return part_.get() + used_;
     }
-    void commit(Unit* end) noexcept { used_ = static_cast<std::size_t>(end - text_.data()); }
+    void commit(Unit* end) noexcept { used_ = static_cast<std::size_t>(end - part_.get()); }
 
     void copy(XMLCh const* text, std::size_t count) {
         for (std::size_t i = 0; i < count;) {
@@ -211,7 +232,8 @@ private:
         return out;
     }
 
-    std::basic_string<Unit>& text_; // sized ahead; the first used_ units are written
+    std::basic_string<Unit>& text_;
+    std::unique_ptr<Unit[]> part_; // the first used_ units are written
     std::size_t used_ = 0;
 };
 
@@ -219,6 +241,8 @@ private:
 class FormatterOutput {
 public:
     explicit FormatterOutput(XMLFormatter& formatter) : formatter_(formatter) {}
+
+    void finish() noexcept {} // the formatter hands each write to its target at once
 
     void markup(XMLCh const* text, std::size_t count) {
         format(text, count, XMLFormatter::NoEscapes, XMLFormatter::UnRep_Fail);
@@ -527,12 +551,14 @@ private:
 template <typename Output>
 XmlWriteEnd walk(Output& output, xercesc::DOMDocument const& document, XMLCh const* encoding,
                  XMLCh const* version, bool xml11) {
+    XmlWriteEnd end = XmlWriteEnd::Complete;
     try {
         Writer<Output>(output, xml11).document(document, encoding, version);
     } catch (Stop const& stop) {
-        return stop.end;
+        end = stop.end;
     }
-    return XmlWriteEnd::Complete;
+    output.finish(); // what was written before a stop is kept
+    return end;
 }
 
 // The formatter's bytes, appended to one string.
