@@ -1,14 +1,17 @@
-// The JSON data-source loader. The input is loaded in UTF-8 mode and with a single-byte code page;
-// DataSourceFileError is the loader's answer to bad input, anything else escaping is a finding.
+// The JSON data-source loader. The input is loaded in UTF-8 mode and with a single-byte code page,
+// by each of the loader's two passes; DataSourceFileError is the loader's answer to bad input,
+// anything else escaping, or a pass that disagrees with the other, is a finding.
 // A data source that loads is also built into its dictionary document, which is written out and
 // queried.
 #include "transspace.h"
 #include "zeltdatasourcefile.h"
+#include "zeltdatasourcefileexact.h"
 #include "zeltplatform.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 namespace {
@@ -34,11 +37,27 @@ void dictionary(ZELT_DataSource const& source) {
     TransValue::releaseStringList(names);
 }
 
+std::u16string dictionaryText(ZELT_DataSource const& source) {
+    TransString* xml = TransValue(source).asUTF16XML();
+    std::u16string text = xml->asUTF16();
+    TransValue::releaseString(xml);
+    return text;
+}
+
+// The quick pass may refuse what the exact pass loads, never the other way round, and what both
+// load is the same data source.
 void load(std::string const& text) {
+    std::optional<ZELT_DataSource> const quick = loadDataSourceJsonQuickly(text, "fuzz.json");
     try {
-        ZELT_DataSource const source = loadDataSourceJson(text, "fuzz.json");
+        ZELT_DataSource const source = loadDataSourceJsonExactly(text, "fuzz.json");
+        if (quick && dictionaryText(*quick) != dictionaryText(source)) {
+            std::abort();
+        }
         dictionary(source);
     } catch (DataSourceFileError const&) {
+        if (quick) {
+            std::abort();
+        }
     }
 }
 

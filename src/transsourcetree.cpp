@@ -4,7 +4,6 @@
 #include <string>
 #include <string_view>
 #include <vector>
-#include <xalanc/PlatformSupport/AttributesImpl.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeAttr.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeComment.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeElement.hpp>
@@ -12,6 +11,7 @@
 #include <xalanc/XalanSourceTree/XalanSourceTreeProcessingInstruction.hpp>
 #include <xalanc/XalanSourceTree/XalanSourceTreeText.hpp>
 #include <xercesc/dom/DOM.hpp>
+#include <xercesc/sax2/Attributes.hpp>
 
 using xalanc::XalanMemMgrs;
 
@@ -138,12 +138,109 @@ void keepAttributeOrder(xalanc::XalanSourceTreeElement& element,
     }
 }
 
+// An element's attributes as the source tree reads them: the DOM's own texts, not copies. They
+// stay valid while the element is being mirrored.
+class DomAttributes : public xercesc::Attributes {
+public:
+    void clear() noexcept { entries_.clear(); }
+
+    void add(xercesc::DOMNode const& attribute) {
+        XMLCh const* local = attribute.getLocalName();
+        XMLCh const* name = attribute.getNodeName();
+        // The type ID puts the element in the tree's table for id().
+        bool const id = static_cast<xercesc::DOMAttr const&>(attribute).isId();
+        entries_.push_back({orEmpty(attribute.getNamespaceURI()), local != nullptr ? local : name,
+                            name, id ? u"ID" : u"CDATA", valueOf(attribute)});
+    }
+
+    XMLSize_t getLength() const override { return entries_.size(); }
+    XMLCh const* getURI(XMLSize_t index) const override { return field(index, &Entry::uri); }
+    XMLCh const* getLocalName(XMLSize_t index) const override {
+        return field(index, &Entry::local);
+    }
+    XMLCh const* getQName(XMLSize_t index) const override { return field(index, &Entry::qname); }
+    XMLCh const* getType(XMLSize_t index) const override { return field(index, &Entry::type); }
+    XMLCh const* getValue(XMLSize_t index) const override { return field(index, &Entry::value); }
+
+    bool getIndex(XMLCh const* uri, XMLCh const* localPart, XMLSize_t& index) const override {
+        return find(
+            [&](Entry const& entry) {
+                return same(entry.uri, uri) && same(entry.local, localPart);
+            },
+            index);
+    }
+    int getIndex(XMLCh const* uri, XMLCh const* localPart) const override {
+        XMLSize_t index = 0;
+        return getIndex(uri, localPart, index) ? static_cast<int>(index) : -1;
+    }
+    bool getIndex(XMLCh const* qName, XMLSize_t& index) const override {
+        return find([&](Entry const& entry) { return same(entry.qname, qName); }, index);
+    }
+    int getIndex(XMLCh const* qName) const override {
+        XMLSize_t index = 0;
+        return getIndex(qName, index) ? static_cast<int>(index) : -1;
+    }
+    XMLCh const* getType(XMLCh const* uri, XMLCh const* localPart) const override {
+        return getType(static_cast<XMLSize_t>(getIndex(uri, localPart)));
+    }
+    XMLCh const* getType(XMLCh const* qName) const override {
+        return getType(static_cast<XMLSize_t>(getIndex(qName)));
+    }
+    XMLCh const* getValue(XMLCh const* uri, XMLCh const* localPart) const override {
+        return getValue(static_cast<XMLSize_t>(getIndex(uri, localPart)));
+    }
+    XMLCh const* getValue(XMLCh const* qName) const override {
+        return getValue(static_cast<XMLSize_t>(getIndex(qName)));
+    }
+
+private:
+    struct Entry {
+        XMLCh const* uri;
+        XMLCh const* local;
+        XMLCh const* qname;
+        XMLCh const* type;
+        XMLCh const* value;
+    };
+
+    // The value of an attribute whose value is one text node is that node's text; reading it there
+    // spares the attribute's own accessor its cast of the child.
+    static XMLCh const* valueOf(xercesc::DOMNode const& attribute) {
+        xercesc::DOMNode const* text = attribute.getFirstChild();
+        if (text != nullptr && text->getNodeType() == xercesc::DOMNode::TEXT_NODE &&
+            text->getNextSibling() == nullptr) {
+            return orEmpty(text->getNodeValue());
+        }
+        return orEmpty(attribute.getNodeValue());
+    }
+
+    static bool same(XMLCh const* left, XMLCh const* right) {
+        return std::u16string_view(orEmpty(left)) == std::u16string_view(orEmpty(right));
+    }
+
+    template <typename Match>
+    bool find(Match const& match, XMLSize_t& index) const {
+        for (std::size_t i = 0; i < entries_.size(); ++i) {
+            if (match(entries_[i])) {
+                index = i;
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // A field of the entry; null past the end, as the interface asks.
+    XMLCh const* field(XMLSize_t index, XMLCh const* Entry::*member) const noexcept {
+        return index < entries_.size() ? entries_[index].*member : nullptr;
+    }
+
+    std::vector<Entry> entries_;
+};
+
 // Copies the document's nodes, in document order, into a source tree (see mirrorDocument). The
 // document element gets no namespace node of its own for the xml prefix (the bridged view has
 // none). Returns false for a document that the source tree cannot mirror node for node.
 bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocument& tree) {
-    xalanc::MemoryManager& memory = XalanMemMgrs::getDefaultXercesMemMgr();
-    xalanc::AttributesImpl attributes(memory);
+    DomAttributes attributes;
     TreeLinker linker(tree);
 
     struct Open {
@@ -172,15 +269,7 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
             attributes.clear();
             xercesc::DOMNamedNodeMap const* map = node->getAttributes();
             for (XMLSize_t i = 0; map != nullptr && i < map->getLength(); ++i) {
-                xercesc::DOMNode const* attribute = map->item(i);
-                XMLCh const* attributeLocal = attribute->getLocalName();
-                // The type ID puts the element in the tree's table for id().
-                bool const id = static_cast<xercesc::DOMAttr const*>(attribute)->isId();
-                attributes.addAttribute(orEmpty(attribute->getNamespaceURI()),
-                                        attributeLocal != nullptr ? attributeLocal
-                                                                  : attribute->getNodeName(),
-                                        attribute->getNodeName(), id ? u"ID" : u"CDATA",
-                                        orEmpty(attribute->getNodeValue()));
+                attributes.add(*map->item(i));
             }
             xalanc::XalanSourceTreeElement* element =
                 uri != nullptr && *uri != 0

@@ -330,7 +330,15 @@ TEST_F(Differential, NamespacedDocument) {
     }
 }
 
-TEST_F(Differential, DocumentBuiltWithoutNamespaceSupport) {
+TEST_F(Differential, DocumentsBuiltByCalls) {
+    // An attribute whose value is two texts.
+    auto split = parseXml("<r><e/></r>");
+    xercesc::DOMAttr* attribute = split->createAttribute(u"split");
+    attribute->appendChild(split->createTextNode(u"ab"));
+    attribute->appendChild(split->createTextNode(u"cd"));
+    split->getDocumentElement()->setAttributeNode(attribute);
+    compareAll(TransDOMImpl(split.get()), generalContexts, generalPaths);
+
     // Elements and attributes created by name only, some with prefixes, and text nodes side by
     // side: the shapes the bridged view shows as they are.
     auto document = parseXml("<r/>");
