@@ -1,6 +1,8 @@
 #include "transsourcetree.h"
 
 #include <algorithm>
+#include <limits>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -100,6 +102,15 @@ struct MemberOf {
 };
 
 template struct MemberOf<AttributeArray, &xalanc::XalanSourceTreeElementA::m_attributes>;
+
+// The tree's allocator of attribute arrays, reached the same way.
+struct AttributeArrays {
+    using type = xalanc::XalanSourceTreeDocument::AttributesArrayAllocatorType
+        xalanc::XalanSourceTreeDocument::*;
+    friend type member(AttributeArrays);
+};
+
+template struct MemberOf<AttributeArrays, &xalanc::XalanSourceTreeDocument::m_attributesVector>;
 
 bool isNamespaceDeclaration(XMLCh const* name) {
     std::u16string_view const text(orEmpty(name));
@@ -317,34 +328,57 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
     return true;
 }
 
-// Buckets for the source tree's pool of attribute values and texts. The pool's hash table does not
-// grow, so a table of the default size makes adding a large document's values quadratic.
-std::size_t valuePoolBuckets(xercesc::DOMDocument const& document) {
+// The document's attributes, and its attribute values and texts.
+struct Counts {
+    std::size_t attributes = 0;
     std::size_t values = 0;
+};
+
+Counts countNodes(xercesc::DOMDocument const& document) {
+    Counts counts;
     std::vector<xercesc::DOMNode const*> pending{&document};
     while (! pending.empty()) {
         xercesc::DOMNode const* node = pending.back();
         pending.pop_back();
         xercesc::DOMNamedNodeMap const* attributes = node->getAttributes();
-        values += 1 + (attributes != nullptr ? attributes->getLength() : 0);
+        std::size_t const count = attributes != nullptr ? attributes->getLength() : 0;
+        counts.attributes += count;
+        counts.values += 1 + count;
         for (xercesc::DOMNode const* child = node->getFirstChild(); child != nullptr;
              child = child->getNextSibling()) {
             pending.push_back(child);
         }
     }
-    return std::max<std::size_t>(
-        xalanc::XalanSourceTreeDocument::eDefaultValuesStringPoolBucketCount, (values / 4) | 1);
+    return counts;
 }
 
 } // namespace
 
 SourceTree mirrorDocument(xercesc::DOMDocument const& document) {
     using Tree = xalanc::XalanSourceTreeDocument;
+    Counts const counts = countNodes(document);
+    // The pool of attribute values and texts has a hash table that does not grow: a table of the
+    // default size would make adding a large document's values quadratic.
     SourceTree tree(Tree::create(
         XalanMemMgrs::getDefaultXercesMemMgr(), false, Tree::eDefaultNamesStringPoolBlockSize,
         Tree::eDefaultNamesStringPoolBucketCount, Tree::eDefaultNamesStringPoolBucketSize,
-        Tree::eDefaultValuesStringPoolBlockSize, valuePoolBuckets(document),
+        Tree::eDefaultValuesStringPoolBlockSize,
+        std::max<std::size_t>(Tree::eDefaultValuesStringPoolBucketCount, (counts.values / 4) | 1),
         Tree::eDefaultValuesStringPoolBucketSize));
+    // Elements' attribute arrays are cut from blocks; when the last block cannot give an array,
+    // the allocator searches every block for one that can, which makes a large document's arrays
+    // quadratic. One block that holds them all is made instead: the block size is fixed when the
+    // allocator is constructed, so the tree's allocator, which has allocated nothing yet, is
+    // replaced in place by one constructed with that size. (Its constructor allocates nothing and
+    // cannot throw; only Xalan-C's compiled code reaches it through the tree.)
+    using Arrays = Tree::AttributesArrayAllocatorType;
+    std::size_t const blockSize = std::min<std::size_t>(
+        std::max<std::size_t>(Arrays::eDefaultBlockSize, counts.attributes + 1),
+        std::numeric_limits<Arrays::size_type>::max());
+    Arrays& arrays = (*tree).*member(AttributeArrays());
+    arrays.~Arrays();
+    new (&arrays)
+        Arrays(XalanMemMgrs::getDefaultXercesMemMgr(), static_cast<Arrays::size_type>(blockSize));
     if (! mirror(document, *tree)) {
         tree.reset();
     }
