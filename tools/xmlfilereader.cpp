@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unicode/unistr.h>
 #include <unistd.h>
 #include <xercesc/dom/DOMException.hpp>
@@ -177,6 +178,11 @@ std::string readInputFile(std::string const& path) {
         throw XmlFileError(inputName(path) + ": " + std::strerror(errno));
     }
     std::string contents;
+    // A regular file is read into room made for its size at once; standard input or a pipe grows.
+    struct stat status {};
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0) {
+        contents.reserve(static_cast<std::size_t>(status.st_size));
+    }
     char buffer[65536];
     ssize_t count = 0;
     while ((count = ::read(descriptor, buffer, sizeof buffer)) != 0) {
