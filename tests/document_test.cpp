@@ -268,14 +268,23 @@ TEST_F(Document, WriterMatchesTheSerializerByteForByte) {
              root(d)->setAttributeNode(a);
          },
          XmlWriteEnd::Complete},
-        {"long text with a pair across the writer's parts", "<r/>",
+        {"long text with pairs across the writer's parts", "<r/>",
          [root](DOMDocument& d) {
-             std::u16string const text = std::u16string(16383, u'x') + u"\U0001F600&<";
+             std::u16string text;
+             for (int i = 0; i < 3; ++i) {
+                 text += std::u16string(16383, u'x') + u"\U0001F600&<";
+             }
              root(d)->setAttribute(u"a", text.c_str());
              root(d)->appendChild(d.createTextNode(text.c_str()));
              root(d)->appendChild(d.createComment(text.c_str()));
          },
          XmlWriteEnd::Complete},
+        {"control character after a long text", "<r/>",
+         [root](DOMDocument& d) {
+             root(d)->appendChild(d.createTextNode(std::u16string(200000, u'y').c_str()));
+             root(d)->appendChild(d.createTextNode(u"x\u0001"));
+         },
+         XmlWriteEnd::Raised},
         {"XML 1.1 line ends", "<r/>",
          [root](DOMDocument& d) {
              d.setXmlVersion(u"1.1");
