@@ -9,14 +9,6 @@ namespace {
 
 using xercesc::DOMNode;
 
-// Whether the attribute's value is one text (or none): then the value alone gives the same
-// attribute. Entity references among its children are kept only by the document's own import.
-bool plainValue(xercesc::DOMAttr const& attribute) noexcept {
-    DOMNode const* first = attribute.getFirstChild();
-    return first == nullptr ||
-           (first == attribute.getLastChild() && first->getNodeType() == DOMNode::TEXT_NODE);
-}
-
 void copyAttributes(xercesc::DOMElement const& source, xercesc::DOMElement& copy,
                     xercesc::DOMDocument& document, bool& ids) {
     xercesc::DOMNamedNodeMap const* attributes = source.getAttributes();
@@ -28,16 +20,19 @@ void copyAttributes(xercesc::DOMElement const& source, xercesc::DOMElement& copy
         }
         bool const named = attribute.getLocalName() != nullptr;
         bool const id = attribute.isId();
-        if (plainValue(attribute)) {
+        // A value of one text (or none) alone gives the same attribute. Entity references among
+        // its children are kept only by the document's own import.
+        DOMNode const* const text = onlyText(attribute);
+        if (text != nullptr || attribute.getFirstChild() == nullptr) {
+            XMLCh const* const value = text != nullptr ? text->getNodeValue() : u"";
             if (named) {
-                copy.setAttributeNS(attribute.getNamespaceURI(), attribute.getName(),
-                                    attribute.getValue());
+                copy.setAttributeNS(attribute.getNamespaceURI(), attribute.getName(), value);
                 if (id) {
                     copy.setIdAttributeNS(attribute.getNamespaceURI(), attribute.getLocalName(),
                                           true);
                 }
             } else {
-                copy.setAttribute(attribute.getName(), attribute.getValue());
+                copy.setAttribute(attribute.getName(), value);
                 if (id) {
                     copy.setIdAttribute(attribute.getName(), true);
                 }

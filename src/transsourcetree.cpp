@@ -1,5 +1,7 @@
 #include "transsourcetree.h"
 
+#include "transdomcopy.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -213,15 +215,9 @@ private:
         XMLCh const* value;
     };
 
-    // The value of an attribute whose value is one text node is that node's text; reading it there
-    // spares the attribute's own accessor its cast of the child.
     static XMLCh const* valueOf(xercesc::DOMNode const& attribute) {
-        xercesc::DOMNode const* text = attribute.getFirstChild();
-        if (text != nullptr && text->getNodeType() == xercesc::DOMNode::TEXT_NODE &&
-            text->getNextSibling() == nullptr) {
-            return orEmpty(text->getNodeValue());
-        }
-        return orEmpty(attribute.getNodeValue());
+        xercesc::DOMNode const* text = onlyText(static_cast<xercesc::DOMAttr const&>(attribute));
+        return orEmpty(text != nullptr ? text->getNodeValue() : attribute.getNodeValue());
     }
 
     static bool same(XMLCh const* left, XMLCh const* right) {

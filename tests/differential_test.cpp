@@ -574,6 +574,10 @@ TEST_F(Differential, CopiesEqualTheDocumentsOwnImport) {
     for (char const* xml : {namespaced, declarations, typed}) {
         SCOPED_TRACE(xml);
         auto source = parseXml(xml);
+        xercesc::DOMAttr* split = source->createAttribute(u"split"); // a value of two texts
+        split->appendChild(source->createTextNode(u"ab"));
+        split->appendChild(source->createTextNode(u"cd"));
+        source->getDocumentElement()->setAttributeNode(split);
         xercesc::DOMElement const& root = *source->getDocumentElement();
         auto imported = parseXml("<x/>");
         auto copied = parseXml("<x/>");
