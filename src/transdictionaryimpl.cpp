@@ -2,6 +2,7 @@
 
 #include "transassert.h"
 #include "transcodepage.h"
+#include "transdomlinks.h"
 #include "transnumbers.h"
 #include "transutil.h"
 #include "transvalue.h"
@@ -140,7 +141,7 @@ icu::UnicodeString fromMBCS(char const* text, std::size_t length) {
 void setText(DOMElement* element, XMLCh const* name, char const* text, std::size_t length) {
     thread_local std::u16string value; // reused: a dictionary sets several texts per variable
     trans::mbcsToUTF16(text, text != nullptr ? length : 0, value);
-    element->setAttribute(name, value.c_str());
+    trans::setNewAttribute(*element, name, value.c_str());
 }
 
 void setText(DOMElement* element, XMLCh const* name, char const* text) {
@@ -156,7 +157,7 @@ void setText(DOMElement* element, XMLCh const* name, std::string const& text) {
 void setInteger(DOMElement* element, XMLCh const* name, long long value) {
     icu::UnicodeString text;
     if (trans::formatNumber(value, text)) {
-        element->setAttribute(name, text.getTerminatedBuffer());
+        trans::setNewAttribute(*element, name, text.getTerminatedBuffer());
     }
 }
 
@@ -165,7 +166,7 @@ void setInteger(DOMElement* element, XMLCh const* name, long long value) {
 void setDouble(DOMElement* element, XMLCh const* name, double value) {
     icu::UnicodeString text;
     if (trans::formatNumber(value, icu::Locale::getEnglish(), text)) {
-        element->setAttribute(name, text.getTerminatedBuffer());
+        trans::setNewAttribute(*element, name, text.getTerminatedBuffer());
     }
 }
 
@@ -203,9 +204,9 @@ bool TransDictionaryImpl::createDocument() {
         document_->setXmlVersion(X::schemaVersion_s);
         DOMElement* root = document_->createElement(X::dictionary_s);
         document_->appendChild(root);
-        root->setAttribute(X::xmlns_s, X::schemaDefaultNSValue_s);
-        root->setAttribute(X::xmlnsXsi_s, X::schemaInstanceValue_s);
-        root->setAttribute(X::xsiSchemaLocation_s, X::schemaLocationValue_s);
+        trans::setNewAttribute(*root, X::xmlns_s, X::schemaDefaultNSValue_s);
+        trans::setNewAttribute(*root, X::xmlnsXsi_s, X::schemaInstanceValue_s);
+        trans::setNewAttribute(*root, X::xsiSchemaLocation_s, X::schemaLocationValue_s);
         guard.release();
         return true;
     } catch (...) {
@@ -267,7 +268,7 @@ DOMNode* TransDictionaryImpl::insertAfterTag(DOMElement* parent, DOMNode* child,
         return nullptr;
     }
     DOMNode* last = found->item(count - 1);
-    return parent->insertBefore(child, last->getNextSibling());
+    return trans::insertNewChild(*parent, *child, last->getNextSibling());
 }
 
 namespace {
@@ -288,8 +289,8 @@ int rootAnchorSlot(XMLCh const* tag) noexcept {
 
 // The last direct child of parent named tag, searched from the end.
 DOMElement* lastChildNamed(DOMElement* parent, XMLCh const* tag) {
-    for (DOMNode* node = parent->getLastChild(); node != nullptr;
-         node = node->getPreviousSibling()) {
+    for (DOMNode* node = trans::lastChildOf(*parent); node != nullptr;
+         node = trans::previousSiblingOf(*node)) {
         if (node->getNodeType() == DOMNode::ELEMENT_NODE &&
             xercesc::XMLString::equals(node->getNodeName(), tag)) {
             return static_cast<DOMElement*>(node);
@@ -308,7 +309,7 @@ void TransDictionaryImpl::place(DOMElement* parent, DOMNode* child,
                 return;
             }
         }
-        parent->insertBefore(child, parent->getFirstChild());
+        trans::insertNewChild(*parent, *child, parent->getFirstChild());
         return;
     }
     bool const root = parent == document_->getDocumentElement();
@@ -321,7 +322,7 @@ void TransDictionaryImpl::place(DOMElement* parent, DOMNode* child,
             break;
         }
     }
-    parent->insertBefore(child, before);
+    trans::insertNewChild(*parent, *child, before);
     if (root) {
         // Each element placed on the root while building follows every element of its own tag.
         int const slot = rootAnchorSlot(child->getNodeName());
@@ -348,11 +349,11 @@ int TransDictionaryImpl::addVariables(ZELT_DataSource const& ds, DOMElement* dom
         setInteger(domvar, X::type_s, var.GetType());
         if (XMLCh const* alignment =
                 tableName(alignmentNames, static_cast<unsigned>(var.GetAlignment()))) {
-            domvar->setAttribute(X::alignment_s, alignment);
+            trans::setNewAttribute(*domvar, X::alignment_s, alignment);
         }
         if (XMLCh const* level = tableName(measurementLevelNames,
                                            static_cast<unsigned>(var.GetMeasurementLevel()))) {
-            domvar->setAttribute(X::measurementLevel_s, level);
+            trans::setNewAttribute(*domvar, X::measurementLevel_s, level);
         }
         setInteger(domvar, X::displayWidth_s, var.GetDisplayWidth());
 
@@ -376,7 +377,7 @@ bool TransDictionaryImpl::addVariableFormat(ZELT_Variable const& var, DOMElement
     int decimals = 0;
     var.GetFormatEx(type, width, decimals);
     bool const result = setFormatAttributes(format, static_cast<int>(type), width, decimals);
-    domvar->insertBefore(format, domvar->getFirstChild());
+    trans::insertNewChild(*domvar, *format, domvar->getFirstChild());
     return result;
 }
 
@@ -397,7 +398,7 @@ bool TransDictionaryImpl::setFormatAttributes(DOMElement* element, int type, int
                                               int decimals) {
     TRANS_ASSERT(element);
     if (XMLCh const* name = tableName(formatNames(), type)) {
-        element->setAttribute(X::type_s, name);
+        trans::setNewAttribute(*element, X::type_s, name);
     }
     setInteger(element, X::width_s, width);
     setInteger(element, X::decimals_s, decimals);
@@ -427,9 +428,9 @@ int TransDictionaryImpl::addMissingValues(ZELT_Variable const& var, DOMElement* 
         DOMElement* element = document_->createElement(X::missingValue_s);
         if (type == 0) {
             if (*value == lowest) {
-                element->setAttribute(X::data_s, X::lowest_s);
+                trans::setNewAttribute(*element, X::data_s, X::lowest_s);
             } else if (*value == highest) {
-                element->setAttribute(X::data_s, X::highest_s);
+                trans::setNewAttribute(*element, X::data_s, X::highest_s);
             } else {
                 setDouble(element, X::data_s, obsAsDouble(*value));
             }
@@ -439,9 +440,9 @@ int TransDictionaryImpl::addMissingValues(ZELT_Variable const& var, DOMElement* 
             setText(element, X::data_s, bytes, valueTextLength(bytes, width));
         }
         if (count < 0 && i == 0) {
-            element->setAttribute(X::type_s, X::lowerBound_s);
+            trans::setNewAttribute(*element, X::type_s, X::lowerBound_s);
         } else if (count < 0 && i == 1) {
-            element->setAttribute(X::type_s, X::upperBound_s);
+            trans::setNewAttribute(*element, X::type_s, X::upperBound_s);
         }
         place(domvar, element, {X::missingValue_s, X::variableWriteFormat_s, X::variableFormat_s});
     }
@@ -481,9 +482,10 @@ int TransDictionaryImpl::addValueLabelSet(ZELT_Variable const& var, DOMElement* 
     setText(variable, X::name_s, var.GetName());
     if (building_) {
         DOMElement* lastLabel = lastChildNamed(set, X::valueLabel_s);
-        set->insertBefore(variable, lastLabel != nullptr ? lastLabel->getNextSibling() : nullptr);
+        trans::insertNewChild(*set, *variable,
+                              lastLabel != nullptr ? lastLabel->getNextSibling() : nullptr);
     } else if (insertAfterTag(set, variable, X::valueLabel_s) == nullptr) {
-        set->appendChild(variable);
+        trans::insertNewChild(*set, *variable, nullptr);
     }
     place(domdict, set, {X::valueLabelSet_s, X::weightVariable_s, X::variable_s});
     return 1;
@@ -508,7 +510,7 @@ int addMembers(xercesc::DOMDocument* document, VariableSet const& set, ZELT_Data
         }
         DOMElement* child = document->createElement(memberTag);
         setText(child, X::name_s, ds.GetVariable(index).GetName());
-        element->appendChild(child);
+        trans::insertNewChild(*element, *child, nullptr);
         ++written;
     }
     return written;
@@ -517,8 +519,8 @@ int addMembers(xercesc::DOMDocument* document, VariableSet const& set, ZELT_Data
 void appendKeyword(xercesc::DOMDocument* document, DOMElement* parent, XMLCh const* tag,
                    XMLCh const* value) {
     DOMElement* child = document->createElement(tag);
-    child->setAttribute(X::value_s, value);
-    parent->appendChild(child);
+    trans::setNewAttribute(*child, X::value_s, value);
+    trans::insertNewChild(*parent, *child, nullptr);
 }
 
 } // namespace
@@ -625,7 +627,7 @@ bool TransDictionaryImpl::addVariableAttributes(ZELT_Variable const& var, DOMEle
     if (set == nullptr) {
         return false;
     }
-    domvar->appendChild(set);
+    trans::insertNewChild(*domvar, *set, nullptr);
     return true;
 }
 
@@ -649,13 +651,14 @@ bool TransDictionaryImpl::addAttribute(std::string const& name,
     TRANS_ASSERT(document_);
     DOMElement* attribute = document_->createElement(X::attribute_s);
     setText(attribute, X::name_s, name);
-    attribute->setAttribute(X::type_s, ! name.empty() && name[0] == '$' ? X::system_s : X::user_s);
+    trans::setNewAttribute(*attribute, X::type_s,
+                           ! name.empty() && name[0] == '$' ? X::system_s : X::user_s);
     for (std::string const& value : values) {
         DOMElement* element = document_->createElement(X::attributeValue_s);
         setText(element, X::value_s, value);
-        attribute->appendChild(element);
+        trans::insertNewChild(*attribute, *element, nullptr);
     }
-    domset->appendChild(attribute);
+    trans::insertNewChild(*domset, *attribute, nullptr);
     return true;
 }
 
@@ -681,8 +684,8 @@ int TransDictionaryImpl::addExtensions(ZELT_DataSource const& ds, DOMElement* do
         TRANS_ASSERT(nelems == ext.Length());
         std::u16string data;
         appendHex(data, buffer.data(), buffer.size());
-        element->setAttribute(X::data_s, data.c_str());
-        domdict->appendChild(element);
+        trans::setNewAttribute(*element, X::data_s, data.c_str());
+        trans::insertNewChild(*domdict, *element, nullptr);
     }
     return present;
 }

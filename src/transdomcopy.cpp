@@ -1,5 +1,7 @@
 #include "transdomcopy.h"
 
+#include "transdomlinks.h"
+
 #include <vector>
 #include <xercesc/dom/DOM.hpp>
 
@@ -32,7 +34,7 @@ void copyAttributes(xercesc::DOMElement const& source, xercesc::DOMElement& copy
                                           true);
                 }
             } else {
-                copy.setAttribute(attribute.getName(), value);
+                setNewAttribute(copy, attribute.getName(), value);
                 if (id) {
                     copy.setIdAttribute(attribute.getName(), true);
                 }
@@ -91,7 +93,12 @@ DOMNode* copyTree(xercesc::DOMDocument& document, DOMNode const& root, bool& ids
         pending.pop_back();
         for (DOMNode const* child = next.source->getFirstChild(); child != nullptr;
              child = child->getNextSibling()) {
-            DOMNode* const childCopy = next.copy->appendChild(shallowCopy(document, *child, ids));
+            DOMNode* const childCopy = shallowCopy(document, *child, ids);
+            if (next.copy->getNodeType() == DOMNode::ELEMENT_NODE) {
+                insertNewChild(static_cast<xercesc::DOMElement&>(*next.copy), *childCopy, nullptr);
+            } else {
+                next.copy->appendChild(childCopy);
+            }
             if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
                 pending.push_back({child, childCopy});
             }

@@ -5,14 +5,17 @@
 #include "transdomadoption.h"
 #include "transdomcopy.h"
 #include "transdomimpl.h"
+#include "transdomlinks.h"
 #include "transdomreference.h"
 #include "transspace.h"
 #include "xmlsupport.h"
 #include "zeltdatasource.h"
 #include "zeltdatasourcefile.h"
 
+#include <algorithm>
 #include <clocale>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <string>
@@ -499,12 +502,71 @@ TEST_F(Differential, AnswersFollowXPath) {
     }
 }
 
+namespace {
+
+// The node's tree as one line per node: type, name, namespace, value, and each attribute with
+// its value, whether it is specified and whether it is of type ID, in the element's order. A line
+// marks every link that disagrees with the others: a child's parent, the siblings read backwards,
+// the last child and an attribute's owner and text.
+void describe(xercesc::DOMNode const& node, std::u16string& out) {
+    auto text = [](XMLCh const* t) { return std::u16string(t != nullptr ? t : u"(null)"); };
+    out += std::u16string(1, char16_t(u'0' + node.getNodeType())) + u" " +
+           text(node.getNodeName()) + u" {" + text(node.getNamespaceURI()) + u"} " +
+           text(node.getNodeValue()) + u"\n";
+    if (xercesc::DOMNamedNodeMap const* attributes = node.getAttributes()) {
+        for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
+            auto const* a = static_cast<xercesc::DOMAttr const*>(attributes->item(i));
+            out += u"  @" + text(a->getName()) + u" {" + text(a->getNamespaceURI()) + u"} " +
+                   text(a->getValue()) + (a->getSpecified() ? u" specified" : u"") +
+                   (a->isId() ? u" id" : u"") + u"\n";
+            xercesc::DOMNode const* value = a->getFirstChild();
+            if (a->getOwnerElement() != &node ||
+                (value != nullptr &&
+                 (value->getParentNode() != a || value->getPreviousSibling() != nullptr ||
+                  a->getLastChild()->getNextSibling() != nullptr))) {
+                out += u"  broken attribute links\n";
+            }
+        }
+    }
+    std::vector<xercesc::DOMNode const*> forward, backward;
+    for (auto const* child = node.getFirstChild(); child != nullptr;
+         child = child->getNextSibling()) {
+        forward.push_back(child);
+        if (child->getParentNode() != &node) {
+            out += u"  broken parent link\n";
+        }
+        describe(*child, out);
+    }
+    for (auto const* child = node.getLastChild(); child != nullptr;
+         child = child->getPreviousSibling()) {
+        backward.insert(backward.begin(), child);
+    }
+    auto const* element = dynamic_cast<xercesc::DOMElement const*>(&node);
+    if (backward != forward ||
+        (element != nullptr && trans::lastChildOf(*element) != node.getLastChild()) ||
+        std::any_of(forward.begin(), forward.end(), [](xercesc::DOMNode const* child) {
+            return trans::previousSiblingOf(*child) != child->getPreviousSibling();
+        })) {
+        out += u"  broken sibling links\n";
+    }
+}
+
+std::string describe(xercesc::DOMNode const& node) {
+    std::u16string out;
+    describe(node, out);
+    return TransString(out.c_str()).asMBCS();
+}
+
+} // namespace
+
 TEST(BuilderPlacement, KeptAnchorsBuildTheSameDocumentAsSearching) {
     TransSpace space;
     auto text = [](xercesc::DOMDocument* document) {
         std::unique_ptr<TransString> xml(TransValue(document).asUTF16XML());
+        std::u16string out(xml->asUTF16());
+        describe(*document, out); // and every link
         document->release();
-        return std::u16string(xml->asUTF16());
+        return out;
     };
     // Locales with plain digits, another decimal separator, and other digits and signs.
     for (char const* locale : {"de_DE.UTF-8", "en_US.UTF-8", "ar_EG.UTF-8"}) {
@@ -537,31 +599,6 @@ TEST(BuilderPlacement, KeptAnchorsBuildTheSameDocumentAsSearching) {
         }
     }
 }
-
-namespace {
-
-// The node's tree as one line per node: type, name, namespace, value, and each attribute with
-// its value, whether it is specified and whether it is of type ID, in the element's order.
-void describe(xercesc::DOMNode const& node, std::u16string& out) {
-    auto text = [](XMLCh const* t) { return std::u16string(t != nullptr ? t : u"(null)"); };
-    out += std::u16string(1, char16_t(u'0' + node.getNodeType())) + u" " +
-           text(node.getNodeName()) + u" {" + text(node.getNamespaceURI()) + u"} " +
-           text(node.getNodeValue()) + u"\n";
-    if (xercesc::DOMNamedNodeMap const* attributes = node.getAttributes()) {
-        for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
-            auto const* a = static_cast<xercesc::DOMAttr const*>(attributes->item(i));
-            out += u"  @" + text(a->getName()) + u" {" + text(a->getNamespaceURI()) + u"} " +
-                   text(a->getValue()) + (a->getSpecified() ? u" specified" : u"") +
-                   (a->isId() ? u" id" : u"") + u"\n";
-        }
-    }
-    for (auto const* child = node.getFirstChild(); child != nullptr;
-         child = child->getNextSibling()) {
-        describe(*child, out);
-    }
-}
-
-} // namespace
 
 // The value's own copy of a document equals the document's deep import: nodes, names, values,
 // attribute order and types, and the elements found by ID.
@@ -603,6 +640,126 @@ TEST_F(Differential, CopiesEqualTheDocumentsOwnImport) {
 
 // A value that takes its document answers, flags and writes exactly as one that copies it: the
 // nodes beside the element and the parser's document properties are not the value's.
+// Linking nodes directly leaves a document exactly as the DOM's own calls do, and raises where
+// they raise: every case runs once with the DOM's calls and once with the linking functions.
+TEST(DomLinks, EqualTheDomsOwnCalls) {
+    TransSpace space; // keeps the XML libraries initialized
+    using xercesc::DOMElement;
+    using xercesc::DOMNode;
+    struct Case {
+        char const* name;
+        std::function<void(xercesc::DOMDocument&, DOMElement& root, std::string& log, bool linked)>
+            run;
+    };
+    auto element = [](xercesc::DOMDocument& document, XMLCh const* name) {
+        return document.createElement(name);
+    };
+    auto child = [](DOMNode& node, int index) {
+        DOMNode* found = node.getFirstChild();
+        for (int i = 0; i < index; ++i) {
+            found = found->getNextSibling();
+        }
+        return found;
+    };
+    // One call, and the code of the exception it raises.
+    auto insert = [](std::string& log, bool linked, DOMElement& parent, DOMNode* node,
+                     DOMNode* before) {
+        try {
+            linked ? trans::insertNewChild(parent, *node, before)
+                   : parent.insertBefore(node, before);
+        } catch (xercesc::DOMException const& e) {
+            log += "raised " + std::to_string(e.code) + "\n";
+        }
+    };
+    auto set = [](std::string& log, bool linked, DOMElement& parent, XMLCh const* name,
+                  XMLCh const* value) {
+        try {
+            linked ? trans::setNewAttribute(parent, name, value) : parent.setAttribute(name, value);
+        } catch (xercesc::DOMException const& e) {
+            log += "raised " + std::to_string(e.code) + "\n";
+        }
+    };
+    std::vector<Case> const cases{
+        {"elements and texts appended, before the first and in the middle",
+         [&](auto& d, auto& root, auto& log, bool linked) {
+             // A list that reads from where it stopped while the document reports no change.
+             xercesc::DOMNodeList* all = d.getElementsByTagName(u"*");
+             XMLSize_t const last = all->getLength() - 1;
+             DOMElement* e = element(d, u"e");
+             insert(log, linked, root, e, nullptr);
+             insert(log, linked, *e, d.createTextNode(u"t1"), nullptr);
+             insert(log, linked, *e, element(d, u"f"), nullptr);
+             insert(log, linked, *e, element(d, u"g"), e->getFirstChild());
+             insert(log, linked, *e, d.createTextNode(u"t2"), child(*e, 2));
+             insert(log, linked, root, element(d, u"h"), child(root, 1));
+             insert(log, linked, root, element(d, u"i"), child(root, 0));
+             log += TransString(all->item(last)->getNodeName()).asMBCS() + std::string("\n");
+         }},
+        {"a subtree, a namespaced parent and a namespaced child",
+         [&](auto& d, auto& root, auto& log, bool linked) {
+             DOMElement* x = element(d, u"x");
+             x->appendChild(element(d, u"y"));
+             insert(log, linked, root, x, child(root, 2));
+             auto& prefixed = *static_cast<DOMElement*>(child(root, 3));
+             insert(log, linked, prefixed, d.createElementNS(u"urn:p", u"p:d"), nullptr);
+             insert(log, linked, root, d.createElementNS(u"urn:p", u"p:e"), &prefixed);
+         }},
+        {"attributes in name order; an attribute set again keeps its node",
+         [&](auto& d, auto& root, auto& log, bool linked) {
+             DOMElement* e = element(d, u"e");
+             root.appendChild(e);
+             for (char16_t const* name : {u"z", u"a", u"m", u"b"}) {
+                 set(log, linked, *e, name, name[0] == u'm' ? u"" : u"value");
+             }
+             xercesc::DOMAttr const* before = e->getAttributeNode(u"a");
+             set(log, linked, *e, u"a", u"again");
+             log += before == e->getAttributeNode(u"a") ? "same node\n" : "new node\n";
+             set(log, linked, *static_cast<DOMElement*>(child(root, 3)), u"q", u"namespaced");
+             set(log, linked, root, u"xmlns:p", u"urn:other");
+         }},
+        {"what raises: a bad name, a child elsewhere, another document, a cycle, itself",
+         [&](auto& d, auto& root, auto& log, bool linked) {
+             set(log, linked, root, u"1x", u"value");
+             insert(log, linked, root, element(d, u"n"), child(*child(root, 1), 0));
+             auto other = parseXml("<o/>");
+             insert(log, linked, root, other->createElement(u"o"), nullptr);
+             DOMElement* x = element(d, u"x");
+             DOMElement* y = element(d, u"y");
+             x->appendChild(y);
+             insert(log, linked, *y, x, nullptr);
+             DOMElement* z = element(d, u"z");
+             insert(log, linked, root, z, z);
+         }},
+        {"a child that has a parent moves",
+         [&](auto&, auto& root, auto& log, bool linked) {
+             insert(log, linked, root, child(root, 1), child(root, 0));
+             insert(log, linked, root, child(root, 0), nullptr);
+         }},
+        {"a range on the document follows the insertion",
+         [&](auto& d, auto& root, auto& log, bool linked) {
+             xercesc::DOMRange* range = d.createRange();
+             range->setStart(&root, 1);
+             range->setEnd(&root, 2);
+             insert(log, linked, root, element(d, u"r"), child(root, 0));
+             log += std::to_string(range->getStartOffset()) + "-" +
+                    std::to_string(range->getEndOffset()) + "\n";
+             range->release();
+         }},
+    };
+    for (Case const& c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string described[2];
+        for (bool linked : {false, true}) {
+            auto document = parseXml(R"(<r xmlns:p="urn:p"><a/><b>text</b>tail<p:c/></r>)");
+            std::string& log = described[linked ? 1 : 0];
+            c.run(*document, *document->getDocumentElement(), log, linked);
+            log += describe(*document);
+        }
+        EXPECT_EQ(described[0], described[1]);
+        EXPECT_EQ(std::string::npos, described[1].find("broken")) << described[1];
+    }
+}
+
 TEST_F(Differential, AdoptedDocumentsAnswerAsCopiedOnes) {
     char const* const prologue = R"(<?xml version="1.1" encoding="UTF-8" standalone="yes"?>
 <!--before--><?first pi?>

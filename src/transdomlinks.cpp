@@ -1,0 +1,182 @@
+#include "transdomlinks.h"
+
+#include <typeinfo>
+#include <xercesc/dom/impl/DOMAttrImpl.hpp>
+#include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMDocumentImpl.hpp>
+#include <xercesc/dom/impl/DOMElementImpl.hpp>
+#include <xercesc/dom/impl/DOMElementNSImpl.hpp>
+#include <xercesc/dom/impl/DOMTextImpl.hpp>
+
+namespace trans {
+
+namespace {
+
+using xercesc::DOMNode;
+
+// The links of a node that can be a child: its own flags and owner, and its siblings. Both are
+// null for a node of any other class.
+struct ChildLinks {
+    xercesc::DOMNodeImpl* node = nullptr;
+    xercesc::DOMChildNode* siblings = nullptr;
+
+    explicit operator bool() const noexcept { return node != nullptr; }
+};
+
+// A type is compared as the type_info object itself: the classes' type_info objects are the
+// library's own, so a node of such a class always compares equal, and anything else takes the
+// DOM's own call.
+template <typename Impl>
+bool isA(DOMNode const& node) noexcept {
+    return &typeid(node) == &typeid(Impl);
+}
+
+xercesc::DOMElementImpl* elementImpl(DOMNode& node) noexcept {
+    return isA<xercesc::DOMElementImpl>(node) || isA<xercesc::DOMElementNSImpl>(node)
+               ? static_cast<xercesc::DOMElementImpl*>(&node)
+               : nullptr;
+}
+
+ChildLinks childLinks(DOMNode& node) noexcept {
+    if (xercesc::DOMElementImpl* element = elementImpl(node)) {
+        return {&element->fNode, &element->fChild};
+    }
+    if (isA<xercesc::DOMTextImpl>(node)) {
+        auto& text = static_cast<xercesc::DOMTextImpl&>(node);
+        return {&text.fNode, &text.fChild};
+    }
+    return {};
+}
+
+// Whether the document has ranges, which every insertion must update.
+bool hasRanges(xercesc::DOMDocument* document) {
+    if (document == nullptr || ! isA<xercesc::DOMDocumentImpl>(*document)) {
+        return true;
+    }
+    auto const* ranges = static_cast<xercesc::DOMDocumentImpl*>(document)->getRanges();
+    return ranges != nullptr && ranges->size() != 0;
+}
+
+DOMNode* parentOf(DOMNode& node) {
+    ChildLinks const links = childLinks(node);
+    if (! links) {
+        return node.getParentNode();
+    }
+    return links.node->isOwned() ? links.node->fOwnerNode : nullptr;
+}
+
+// Whether `ancestor` is `node` or one of its ancestors.
+bool isAncestorOrSelf(DOMNode const* ancestor, DOMNode* node) {
+    for (; node != nullptr; node = parentOf(*node)) {
+        if (node == ancestor) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+void setNewAttribute(xercesc::DOMElement& element, XMLCh const* name, XMLCh const* value) {
+    xercesc::DOMElementImpl* impl = isA<xercesc::DOMElementImpl>(element)
+                                        ? static_cast<xercesc::DOMElementImpl*>(&element)
+                                        : nullptr;
+    xercesc::DOMDocument* document = element.getOwnerDocument();
+    if (impl == nullptr || value == nullptr || impl->fNode.isReadOnly() ||
+        impl->fAttributes == nullptr || document == nullptr ||
+        ! isA<xercesc::DOMDocumentImpl>(*document) || name == nullptr ||
+        impl->fAttributes->findNamePoint(name) >= 0) {
+        element.setAttribute(name, value);
+        return;
+    }
+    // The document implementation's own nodes, as setAttribute creates them (the name is checked
+    // here and raises as there).
+    auto* attribute = static_cast<xercesc::DOMAttrImpl*>(document->createAttribute(name));
+    xercesc::DOMAttrMapImpl* map = impl->fAttributes;
+    map->reserve(10); // the vector setNamedItem makes for a first attribute
+    map->setNamedItemFast(attribute);
+    auto* text = static_cast<xercesc::DOMTextImpl*>(document->createTextNode(value));
+    text->fNode.fOwnerNode = attribute;
+    text->fNode.isOwned(true);
+    text->fNode.isFirstChild(true);
+    text->fChild.previousSibling = text;
+    attribute->fParent.fFirstChild = text;
+    attribute->fNode.isSpecified(true);
+    attribute->fParent.changed();
+}
+
+DOMNode* insertNewChild(xercesc::DOMElement& parent, DOMNode& child, DOMNode* before) {
+    xercesc::DOMElementImpl* impl = elementImpl(parent);
+    ChildLinks const links = childLinks(child);
+    xercesc::DOMDocument* document = parent.getOwnerDocument();
+    bool fast = impl != nullptr && links && ! links.node->isOwned() && ! impl->fNode.isReadOnly() &&
+                child.getOwnerDocument() == document && &child != before && ! hasRanges(document) &&
+                ! (child.hasChildNodes() && isAncestorOrSelf(&child, &parent));
+    ChildLinks beforeLinks;
+    if (fast && before != nullptr) {
+        beforeLinks = childLinks(*before);
+        fast =
+            beforeLinks && beforeLinks.node->isOwned() && beforeLinks.node->fOwnerNode == &parent;
+    }
+    DOMNode* const first = fast ? impl->fParent.fFirstChild : nullptr;
+    ChildLinks const firstLinks = first != nullptr ? childLinks(*first) : ChildLinks();
+    ChildLinks const lastLinks =
+        firstLinks ? childLinks(*firstLinks.siblings->previousSibling) : ChildLinks();
+    ChildLinks const previousLinks = beforeLinks && before != first
+                                         ? childLinks(*beforeLinks.siblings->previousSibling)
+                                         : ChildLinks();
+    fast = fast && (first == nullptr || (firstLinks && lastLinks)) &&
+           (! beforeLinks || before == first || previousLinks);
+    if (! fast) {
+        return parent.insertBefore(&child, before);
+    }
+    // The links DOMParentNode::insertBefore makes, in its order.
+    links.node->fOwnerNode = &parent;
+    links.node->isOwned(true);
+    if (first == nullptr) {
+        impl->fParent.fFirstChild = &child;
+        links.node->isFirstChild(true);
+        links.siblings->previousSibling = &child;
+    } else if (before == nullptr) {
+        DOMNode* const last = firstLinks.siblings->previousSibling;
+        lastLinks.siblings->nextSibling = &child;
+        links.siblings->previousSibling = last;
+        firstLinks.siblings->previousSibling = &child;
+    } else if (before == first) {
+        firstLinks.node->isFirstChild(false);
+        links.siblings->nextSibling = first;
+        links.siblings->previousSibling = firstLinks.siblings->previousSibling;
+        firstLinks.siblings->previousSibling = &child;
+        impl->fParent.fFirstChild = &child;
+        links.node->isFirstChild(true);
+    } else {
+        DOMNode* const previous = beforeLinks.siblings->previousSibling;
+        links.siblings->nextSibling = before;
+        previousLinks.siblings->nextSibling = &child;
+        beforeLinks.siblings->previousSibling = &child;
+        links.siblings->previousSibling = previous;
+    }
+    impl->fParent.changed();
+    return &child;
+}
+
+DOMNode* lastChildOf(xercesc::DOMElement const& parent) {
+    auto& node = const_cast<xercesc::DOMElement&>(parent);
+    xercesc::DOMElementImpl* impl = elementImpl(node);
+    DOMNode* const first = impl != nullptr ? impl->fParent.fFirstChild : nullptr;
+    if (first == nullptr) {
+        return impl != nullptr ? nullptr : parent.getLastChild();
+    }
+    ChildLinks const links = childLinks(*first);
+    return links ? links.siblings->previousSibling : parent.getLastChild();
+}
+
+DOMNode* previousSiblingOf(DOMNode const& node) {
+    ChildLinks const links = childLinks(const_cast<DOMNode&>(node));
+    if (! links) {
+        return node.getPreviousSibling();
+    }
+    return links.node->isFirstChild() ? nullptr : links.siblings->previousSibling;
+}
+
+} // namespace trans
