@@ -699,8 +699,8 @@ TEST(DomLinks, EqualTheDomsOwnCalls) {
          [&](auto& d, auto& root, auto& log, bool linked) {
              DOMElement* x = element(d, u"x");
              x->appendChild(element(d, u"y"));
-             insert(log, linked, root, x, child(root, 2));
-             auto& prefixed = *static_cast<DOMElement*>(child(root, 3));
+             insert(log, linked, root, x, child(root, 2)); // before the text "tail"
+             auto& prefixed = *static_cast<DOMElement*>(child(root, 4));
              insert(log, linked, prefixed, d.createElementNS(u"urn:p", u"p:d"), nullptr);
              insert(log, linked, root, d.createElementNS(u"urn:p", u"p:e"), &prefixed);
          }},
