@@ -5,6 +5,7 @@
 #include "transdictionaryimpl.h"
 #include "transdomadoption.h"
 #include "transdomimpl.h"
+#include "transdomlinks.h"
 #include "transversion.h"
 #include "transxerces.h"
 #include "xmlfilereader.h"
@@ -754,10 +755,15 @@ void copyChildren(xercesc::DOMDocument& target, xercesc::DOMNode const& from,
                   xercesc::DOMNode& to) {
     for (xercesc::DOMNode const* child = from.getFirstChild(); child != nullptr;
          child = child->getNextSibling()) {
-        to.appendChild(
+        xercesc::DOMNode* const copy =
             child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE
                 ? copyAsBuiltInMemory(target, *static_cast<xercesc::DOMElement const*>(child))
-                : target.importNode(child, false));
+                : target.importNode(child, false);
+        if (to.getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+            trans::insertNewChild(static_cast<xercesc::DOMElement&>(to), *copy, nullptr);
+        } else {
+            to.appendChild(copy);
+        }
     }
 }
 
@@ -774,7 +780,7 @@ xercesc::DOMElement* copyAsBuiltInMemory(xercesc::DOMDocument& target,
     for (XMLSize_t i = 0; i < attributes->getLength(); ++i) {
         xercesc::DOMNode const* attribute = attributes->item(i);
         if (dictionary) {
-            copy->setAttribute(attribute->getNodeName(), attribute->getNodeValue());
+            trans::setNewAttribute(*copy, attribute->getNodeName(), attribute->getNodeValue());
         } else {
             copy->setAttributeNS(attribute->getNamespaceURI(), attribute->getNodeName(),
                                  attribute->getNodeValue());
