@@ -13,6 +13,7 @@
 #include "transxmlchararray.h"
 #include "transxmlwriter.h"
 #include "transxpathguard.h"
+#include "zeltdatasource.h"
 
 #include <algorithm>
 #include <cstring>
@@ -129,7 +130,31 @@ TransDOMImpl::TransDOMImpl(xercesc::DOMDocument const* document) {
 TransDOMImpl::TransDOMImpl(TransDOMImpl const& other) : TransValueImpl(other) {
     init();
     copyDocument(other.xercesDocument_.get());
+    writtenSize_ = other.writtenSize_; // the same document: the same text
 }
+
+namespace {
+
+// A generous guess at the length of a data source's dictionary text, from its variables' names,
+// labels and counts of value labels and attributes: the first write then makes room once instead
+// of doubling its text, which leaves every smaller copy resident in the heap. Room that is made
+// and not written costs address space, not memory.
+std::size_t dictionaryTextGuess(ZELT_DataSource const& source) {
+    std::size_t guess = 4096 + 128 * source.GetAttributes().Size();
+    int const count = source.ColumnCount();
+    for (int i = 0; i < count; ++i) {
+        ZELT_Variable const& variable = source.GetVariable(i);
+        char const* label = variable.GetLabel();
+        guess += 384 + 2 * std::strlen(variable.GetName()) +
+                 2 * (label != nullptr ? std::strlen(label) : 0) +
+                 160 * static_cast<std::size_t>(
+                           std::max(0, ZELT_ValueLabelMap(variable.GetValueLabels()).Size())) +
+                 128 * variable.GetAttributes().Size();
+    }
+    return guess;
+}
+
+} // namespace
 
 TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
     init();
@@ -137,6 +162,8 @@ TransDOMImpl::TransDOMImpl(ZELT_DataSource const& source) {
     xercesDocument_.reset(builder.addDictionary(source));
     if (xercesDocument_ == nullptr) {
         copyDocument(nullptr); // the builder could not create a document: hold an empty one
+    } else {
+        writtenSize_ = dictionaryTextGuess(source);
     }
 }
 
