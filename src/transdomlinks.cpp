@@ -23,9 +23,10 @@ struct ChildLinks {
     explicit operator bool() const noexcept { return node != nullptr; }
 };
 
-// A type is compared as the type_info object itself: the classes' type_info objects are the
-// library's own, so a node of such a class always compares equal, and anything else takes the
-// DOM's own call.
+// Whether the node's class is exactly Impl, compared by the address of its type_info: one
+// comparison, no walk of the class hierarchy. The XML library defines these type_info objects and
+// every module binds to its one copy; were a module to hold a copy of its own, nodes would only
+// compare unequal and take the DOM's own call.
 template <typename Impl>
 bool isA(DOMNode const& node) noexcept {
     return &typeid(node) == &typeid(Impl);
@@ -48,7 +49,8 @@ ChildLinks childLinks(DOMNode& node) noexcept {
     return {};
 }
 
-// Whether the document has ranges, which every insertion must update.
+// Whether the document has ranges, which every insertion must update (a document of another
+// class counts as having them).
 bool hasRanges(xercesc::DOMDocument* document) {
     if (document == nullptr || ! isA<xercesc::DOMDocumentImpl>(*document)) {
         return true;
