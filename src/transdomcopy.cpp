@@ -93,12 +93,8 @@ DOMNode* copyTree(xercesc::DOMDocument& document, DOMNode const& root, bool& ids
         pending.pop_back();
         for (DOMNode const* child = next.source->getFirstChild(); child != nullptr;
              child = child->getNextSibling()) {
-            DOMNode* const childCopy = shallowCopy(document, *child, ids);
-            if (next.copy->getNodeType() == DOMNode::ELEMENT_NODE) {
-                insertNewChild(static_cast<xercesc::DOMElement&>(*next.copy), *childCopy, nullptr);
-            } else {
-                next.copy->appendChild(childCopy);
-            }
+            DOMNode* const childCopy =
+                appendNewChild(*next.copy, *shallowCopy(document, *child, ids));
             if (child->getNodeType() == DOMNode::ELEMENT_NODE) {
                 pending.push_back({child, childCopy});
             }

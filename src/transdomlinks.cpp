@@ -162,12 +162,21 @@ DOMNode* insertNewChild(xercesc::DOMElement& parent, DOMNode& child, DOMNode* be
     return &child;
 }
 
+DOMNode* appendNewChild(DOMNode& parent, DOMNode& child) {
+    if (parent.getNodeType() != DOMNode::ELEMENT_NODE) {
+        return parent.appendChild(&child);
+    }
+    return insertNewChild(static_cast<xercesc::DOMElement&>(parent), child, nullptr);
+}
+
 DOMNode* lastChildOf(xercesc::DOMElement const& parent) {
-    auto& node = const_cast<xercesc::DOMElement&>(parent);
-    xercesc::DOMElementImpl* impl = elementImpl(node);
-    DOMNode* const first = impl != nullptr ? impl->fParent.fFirstChild : nullptr;
+    xercesc::DOMElementImpl* impl = elementImpl(const_cast<xercesc::DOMElement&>(parent));
+    if (impl == nullptr) {
+        return parent.getLastChild();
+    }
+    DOMNode* const first = impl->fParent.fFirstChild;
     if (first == nullptr) {
-        return impl != nullptr ? nullptr : parent.getLastChild();
+        return nullptr;
     }
     ChildLinks const links = childLinks(*first);
     return links ? links.siblings->previousSibling : parent.getLastChild();

@@ -23,6 +23,9 @@ void setNewAttribute(xercesc::DOMElement& element, XMLCh const* name, XMLCh cons
 xercesc::DOMNode* insertNewChild(xercesc::DOMElement& parent, xercesc::DOMNode& child,
                                  xercesc::DOMNode* before);
 
+// parent.appendChild(&child), for a parent of any kind: linked directly below an element.
+xercesc::DOMNode* appendNewChild(xercesc::DOMNode& parent, xercesc::DOMNode& child);
+
 // parent.getLastChild() and node.getPreviousSibling().
 xercesc::DOMNode* lastChildOf(xercesc::DOMElement const& parent);
 xercesc::DOMNode* previousSiblingOf(xercesc::DOMNode const& node);

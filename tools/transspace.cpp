@@ -755,15 +755,10 @@ void copyChildren(xercesc::DOMDocument& target, xercesc::DOMNode const& from,
                   xercesc::DOMNode& to) {
     for (xercesc::DOMNode const* child = from.getFirstChild(); child != nullptr;
          child = child->getNextSibling()) {
-        xercesc::DOMNode* const copy =
-            child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE
-                ? copyAsBuiltInMemory(target, *static_cast<xercesc::DOMElement const*>(child))
-                : target.importNode(child, false);
-        if (to.getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
-            trans::insertNewChild(static_cast<xercesc::DOMElement&>(to), *copy, nullptr);
-        } else {
-            to.appendChild(copy);
-        }
+        trans::appendNewChild(
+            to, child->getNodeType() == xercesc::DOMNode::ELEMENT_NODE
+                    ? *copyAsBuiltInMemory(target, *static_cast<xercesc::DOMElement const*>(child))
+                    : *target.importNode(child, false));
     }
 }
 
