@@ -3,6 +3,7 @@
 #include "transdomcopy.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <limits>
 #include <new>
 #include <string>
@@ -114,6 +115,40 @@ struct AttributeArrays {
 
 template struct MemberOf<AttributeArrays, &xalanc::XalanSourceTreeDocument::m_attributesVector>;
 
+// What the tree's element factory uses to make an element with attributes, reached the same way:
+// the allocators of such elements and of attributes, the pool of names, the strings that are not
+// pooled and the next node's place in document order.
+struct ElementsWithAttributes {
+    using type = xalanc::XalanSourceTreeElementAAllocator xalanc::XalanSourceTreeDocument::*;
+    friend type member(ElementsWithAttributes);
+};
+template struct MemberOf<ElementsWithAttributes,
+                         &xalanc::XalanSourceTreeDocument::m_elementAAllocator>;
+
+struct PlainAttributes {
+    using type = xalanc::XalanSourceTreeAttributeAllocator xalanc::XalanSourceTreeDocument::*;
+    friend type member(PlainAttributes);
+};
+template struct MemberOf<PlainAttributes, &xalanc::XalanSourceTreeDocument::m_attributeAllocator>;
+
+struct Names {
+    using type = xalanc::XalanDOMStringPool xalanc::XalanSourceTreeDocument::*;
+    friend type member(Names);
+};
+template struct MemberOf<Names, &xalanc::XalanSourceTreeDocument::m_namesStringPool>;
+
+struct UnpooledStrings {
+    using type = xalanc::XalanDOMStringAllocator xalanc::XalanSourceTreeDocument::*;
+    friend type member(UnpooledStrings);
+};
+template struct MemberOf<UnpooledStrings, &xalanc::XalanSourceTreeDocument::m_nonPooledStrings>;
+
+struct NextIndex {
+    using type = xalanc::XalanNode::IndexType xalanc::XalanSourceTreeDocument::*;
+    friend type member(NextIndex);
+};
+template struct MemberOf<NextIndex, &xalanc::XalanSourceTreeDocument::m_nextIndexValue>;
+
 bool isNamespaceDeclaration(XMLCh const* name) {
     std::u16string_view const text(orEmpty(name));
     return text == u"xmlns" || text.substr(0, 6) == u"xmlns:";
@@ -151,6 +186,13 @@ void keepAttributeOrder(xalanc::XalanSourceTreeElement& element,
     }
 }
 
+// An attribute's value: the DOM's own text when it has one child text, as it has when it was made
+// by the parser or by setAttribute.
+XMLCh const* attributeValue(xercesc::DOMNode const& attribute) {
+    xercesc::DOMNode const* text = onlyText(static_cast<xercesc::DOMAttr const&>(attribute));
+    return orEmpty(text != nullptr ? text->getNodeValue() : attribute.getNodeValue());
+}
+
 // An element's attributes as the source tree reads them: the DOM's own texts, not copies. They
 // stay valid while the element is being mirrored.
 class DomAttributes : public xercesc::Attributes {
@@ -163,7 +205,7 @@ public:
         // The type ID puts the element in the tree's table for id().
         bool const id = static_cast<xercesc::DOMAttr const&>(attribute).isId();
         entries_.push_back({orEmpty(attribute.getNamespaceURI()), local != nullptr ? local : name,
-                            name, id ? u"ID" : u"CDATA", valueOf(attribute)});
+                            name, id ? u"ID" : u"CDATA", attributeValue(attribute)});
     }
 
     XMLSize_t getLength() const override { return entries_.size(); }
@@ -215,11 +257,6 @@ private:
         XMLCh const* value;
     };
 
-    static XMLCh const* valueOf(xercesc::DOMNode const& attribute) {
-        xercesc::DOMNode const* text = onlyText(static_cast<xercesc::DOMAttr const&>(attribute));
-        return orEmpty(text != nullptr ? text->getNodeValue() : attribute.getNodeValue());
-    }
-
     static bool same(XMLCh const* left, XMLCh const* right) {
         return std::u16string_view(orEmpty(left)) == std::u16string_view(orEmpty(right));
     }
@@ -243,12 +280,145 @@ private:
     std::vector<Entry> entries_;
 };
 
+// Whether the element has attributes, and it and they are what the tree makes without namespaces
+// and keeps out of its table of IDs: no namespace URI, no namespace declaration, no ID.
+bool isPlainElement(xercesc::DOMNode const& element) {
+    xercesc::DOMNamedNodeMap const* map = element.getAttributes();
+    if (map == nullptr || map->getLength() == 0 || *orEmpty(element.getNamespaceURI()) != 0) {
+        return false;
+    }
+    for (XMLSize_t i = 0; i < map->getLength(); ++i) {
+        auto const* attribute = static_cast<xercesc::DOMAttr const*>(map->item(i));
+        if (*orEmpty(attribute->getNamespaceURI()) != 0 || attribute->isId() ||
+            isNamespaceDeclaration(attribute->getNodeName())) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Attribute values as strings of the tree. The tree's own factory keeps every value in a pool
+// whose table grows with the document, and each value costs a search of that table. A dictionary
+// repeats a few short values (codes, widths, types) on every variable and hardly any of the rest,
+// so a small table serves instead: equal values that meet in one of its slots share one string,
+// and every other value gets a string of its own.
+class ValueStrings {
+public:
+    explicit ValueStrings(xalanc::XalanDOMStringAllocator& strings)
+        : strings_(strings), slots_(slotCount, nullptr) {}
+
+    xalanc::XalanDOMString const& get(XMLCh const* text) {
+        std::uint32_t hash = 2166136261U; // FNV-1a
+        std::size_t length = 0;
+        for (; text[length] != 0; ++length) {
+            hash = (hash ^ text[length]) * 16777619U;
+        }
+        xalanc::XalanDOMString*& slot = slots_[hash % slotCount];
+        if (slot == nullptr || std::u16string_view(slot->c_str(), slot->length()) !=
+                                   std::u16string_view(text, length)) {
+            slot = strings_.create(text, static_cast<xalanc::XalanDOMString::size_type>(length));
+        }
+        return *slot;
+    }
+
+private:
+    static constexpr std::size_t slotCount = 4096;
+    xalanc::XalanDOMStringAllocator& strings_;
+    std::vector<xalanc::XalanDOMString*> slots_;
+};
+
+// The tree's pooled strings for the DOM's names. The DOM keeps one copy of each name, so a name
+// is found by its address first; only an address not seen in its slot is looked up in the pool.
+class TreeNames {
+public:
+    explicit TreeNames(xalanc::XalanDOMStringPool& pool) : pool_(pool), slots_(slotCount) {}
+
+    xalanc::XalanDOMString const& get(XMLCh const* name) {
+        Slot& slot = slots_[(reinterpret_cast<std::uintptr_t>(name) / alignof(XMLCh)) % slotCount];
+        if (slot.name != name || slot.string == nullptr) {
+            slot = {name, &pool_.get(name)};
+        }
+        return *slot.string;
+    }
+
+private:
+    struct Slot {
+        XMLCh const* name = nullptr;
+        xalanc::XalanDOMString const* string = nullptr;
+    };
+    static constexpr std::size_t slotCount = 1024;
+    xalanc::XalanDOMStringPool& pool_;
+    std::vector<Slot> slots_;
+};
+
+// A plain element (see isPlainElement), made as the tree's factory makes it (createElementNode
+// with createAttributes): the same nodes, names, attribute order and places in document order;
+// only the values' strings come from `values`.
+xalanc::XalanSourceTreeElement* createPlainElement(xalanc::XalanSourceTreeDocument& tree,
+                                                   xercesc::DOMNode const& node,
+                                                   xalanc::XalanNode* parent,
+                                                   xalanc::XalanNode* previous, TreeNames& names,
+                                                   ValueStrings& values) {
+    xercesc::DOMNamedNodeMap const& map = *node.getAttributes();
+    auto const count = static_cast<xalanc::XalanSize_t>(map.getLength());
+    xalanc::XalanNode::IndexType& next = tree.*member(NextIndex());
+    xalanc::XalanSourceTreeAttr** const array = (tree.*member(AttributeArrays())).allocate(count);
+    xalanc::XalanDOMString const& elementName = names.get(node.getNodeName());
+    xalanc::XalanSourceTreeElement* const element =
+        (tree.*member(ElementsWithAttributes()))
+            .create(elementName, &tree, array, count, parent, previous, nullptr, next++);
+    xalanc::XalanSourceTreeAttributeAllocator& made = tree.*member(PlainAttributes());
+    for (xalanc::XalanSize_t i = 0; i < count; ++i) {
+        xercesc::DOMNode const& attribute = *map.item(i);
+        xalanc::XalanDOMString const& name = names.get(attribute.getNodeName());
+        array[i] = made.create(name, values.get(attributeValue(attribute)), element, next++);
+    }
+    return element;
+}
+
+// What the tree must know of the document before it is made: how many attributes it has, how
+// many attribute values and texts go to its pool, and which of its elements are plain (see
+// isPlainElement), in document order.
+struct Survey {
+    std::size_t attributes = 0;
+    std::size_t pooledValues = 0;
+    std::vector<bool> plain;
+};
+
+Survey surveyDocument(xercesc::DOMDocument const& document) {
+    Survey survey;
+    std::vector<xercesc::DOMNode const*> next{document.getFirstChild()};
+    while (! next.empty()) {
+        xercesc::DOMNode const* node = next.back();
+        if (node == nullptr) {
+            next.pop_back();
+            continue;
+        }
+        next.back() = node->getNextSibling();
+        xercesc::DOMNamedNodeMap const* map = node->getAttributes();
+        std::size_t const count = map != nullptr ? map->getLength() : 0;
+        bool const plain =
+            node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE && isPlainElement(*node);
+        if (node->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+            survey.plain.push_back(plain);
+        }
+        survey.attributes += count;
+        survey.pooledValues += 1 + (plain ? 0 : count);
+        next.push_back(node->getFirstChild());
+    }
+    return survey;
+}
+
 // Copies the document's nodes, in document order, into a source tree (see mirrorDocument). The
 // document element gets no namespace node of its own for the xml prefix (the bridged view has
 // none). Returns false for a document that the source tree cannot mirror node for node.
-bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocument& tree) {
+bool mirror(xercesc::DOMDocument const& document, Survey const& survey,
+            xalanc::XalanSourceTreeDocument& tree) {
     DomAttributes attributes;
+    TreeNames names(tree.*member(Names()));
+    ValueStrings values(tree.*member(UnpooledStrings()));
     TreeLinker linker(tree);
+    std::size_t elements = 0;
 
     struct Open {
         xercesc::DOMNode const* next; // the DOM child to copy next
@@ -278,14 +448,19 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
             for (XMLSize_t i = 0; map != nullptr && i < map->getLength(); ++i) {
                 attributes.add(*map->item(i));
             }
-            xalanc::XalanSourceTreeElement* element =
-                uri != nullptr && *uri != 0
-                    ? tree.createElementNode(uri, local, node->getNodeName(), attributes, parent,
-                                             level.lastChild, nullptr, false)
-                    : tree.createElementNode(node->getNodeName(), attributes, parent,
-                                             level.lastChild, nullptr, false);
-            if (map != nullptr && map->getLength() > 0) {
-                keepAttributeOrder(*element, *map);
+            bool const namespaced = uri != nullptr && *uri != 0;
+            xalanc::XalanSourceTreeElement* element = nullptr;
+            if (survey.plain[elements++]) {
+                element = createPlainElement(tree, *node, parent, level.lastChild, names, values);
+            } else {
+                element = namespaced
+                              ? tree.createElementNode(uri, local, node->getNodeName(), attributes,
+                                                       parent, level.lastChild, nullptr, false)
+                              : tree.createElementNode(node->getNodeName(), attributes, parent,
+                                                       level.lastChild, nullptr, false);
+                if (map != nullptr && map->getLength() > 0) {
+                    keepAttributeOrder(*element, *map);
+                }
             }
             linker.append(level, element);
             open.push_back({node->getFirstChild(), {element, nullptr}});
@@ -324,42 +499,19 @@ bool mirror(xercesc::DOMDocument const& document, xalanc::XalanSourceTreeDocumen
     return true;
 }
 
-// The document's attributes, and its attribute values and texts.
-struct Counts {
-    std::size_t attributes = 0;
-    std::size_t values = 0;
-};
-
-Counts countNodes(xercesc::DOMDocument const& document) {
-    Counts counts;
-    std::vector<xercesc::DOMNode const*> pending{&document};
-    while (! pending.empty()) {
-        xercesc::DOMNode const* node = pending.back();
-        pending.pop_back();
-        xercesc::DOMNamedNodeMap const* attributes = node->getAttributes();
-        std::size_t const count = attributes != nullptr ? attributes->getLength() : 0;
-        counts.attributes += count;
-        counts.values += 1 + count;
-        for (xercesc::DOMNode const* child = node->getFirstChild(); child != nullptr;
-             child = child->getNextSibling()) {
-            pending.push_back(child);
-        }
-    }
-    return counts;
-}
-
 } // namespace
 
 SourceTree mirrorDocument(xercesc::DOMDocument const& document) {
     using Tree = xalanc::XalanSourceTreeDocument;
-    Counts const counts = countNodes(document);
+    Survey const survey = surveyDocument(document);
     // The pool of attribute values and texts has a hash table that does not grow: a table of the
     // default size would make adding a large document's values quadratic.
     SourceTree tree(Tree::create(
         XalanMemMgrs::getDefaultXercesMemMgr(), false, Tree::eDefaultNamesStringPoolBlockSize,
         Tree::eDefaultNamesStringPoolBucketCount, Tree::eDefaultNamesStringPoolBucketSize,
         Tree::eDefaultValuesStringPoolBlockSize,
-        std::max<std::size_t>(Tree::eDefaultValuesStringPoolBucketCount, (counts.values / 4) | 1),
+        std::max<std::size_t>(Tree::eDefaultValuesStringPoolBucketCount,
+                              (survey.pooledValues / 4) | 1),
         Tree::eDefaultValuesStringPoolBucketSize));
     // Elements' attribute arrays are cut from blocks; when the last block cannot give an array,
     // the allocator searches every block for one that can, which makes a large document's arrays
@@ -369,13 +521,13 @@ SourceTree mirrorDocument(xercesc::DOMDocument const& document) {
     // cannot throw; only Xalan-C's compiled code reaches it through the tree.)
     using Arrays = Tree::AttributesArrayAllocatorType;
     std::size_t const blockSize = std::min<std::size_t>(
-        std::max<std::size_t>(Arrays::eDefaultBlockSize, counts.attributes + 1),
+        std::max<std::size_t>(Arrays::eDefaultBlockSize, survey.attributes + 1),
         std::numeric_limits<Arrays::size_type>::max());
     Arrays& arrays = (*tree).*member(AttributeArrays());
     arrays.~Arrays();
     new (&arrays)
         Arrays(XalanMemMgrs::getDefaultXercesMemMgr(), static_cast<Arrays::size_type>(blockSize));
-    if (! mirror(document, *tree)) {
+    if (! mirror(document, survey, *tree)) {
         tree.reset();
     }
     return tree;

@@ -355,6 +355,24 @@ TEST_F(Differential, DocumentsBuiltByCalls) {
     root->appendChild(document->createCDATASection(u"three"));
     TransDOMImpl const value(document.get());
     compareAll(value, generalContexts, generalPaths);
+
+    // More attribute values than the tree's table of shared value strings has slots, most of them
+    // unique and some repeated on every element, and one attribute made an ID.
+    auto many = parseXml("<r/>");
+    for (int i = 0; i < 6000; ++i) {
+        xercesc::DOMElement* element = many->createElement(u"e");
+        std::u16string const repeated = u"v" + std::u16string(1, char16_t(u'0' + i % 7));
+        std::string const digits = std::to_string(i);
+        element->setAttribute(u"a", repeated.c_str());
+        element->setAttribute(u"b", (u"u" + std::u16string(digits.begin(), digits.end())).c_str());
+        many->getDocumentElement()->appendChild(element);
+        if (i == 5999) {
+            element->setIdAttribute(u"b", true);
+        }
+    }
+    compareAll(TransDOMImpl(many.get()), {u"/r", u"/r/e[@b='u4097']", u"id('u5999')"},
+               {u"count(e[@a='v3'])", u"string(e[@b='u4097']/@a)", u"string(@b)", u"count(//@*)",
+                u"string(id('u5999')/@a)", u"e[@a='v6'][last()]/@b"});
 }
 
 TEST_F(Differential, EmptyDocument) {
