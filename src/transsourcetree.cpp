@@ -305,7 +305,7 @@ bool isPlainElement(xercesc::DOMNode const& element) {
 class ValueStrings {
 public:
     explicit ValueStrings(xalanc::XalanDOMStringAllocator& strings)
-        : strings_(strings), slots_(slotCount, nullptr) {}
+        : strings_(strings), slots_(slotCount) {}
 
     xalanc::XalanDOMString const& get(XMLCh const* text) {
         std::uint32_t hash = 2166136261U; // FNV-1a
@@ -313,18 +313,27 @@ public:
         for (; text[length] != 0; ++length) {
             hash = (hash ^ text[length]) * 16777619U;
         }
-        xalanc::XalanDOMString*& slot = slots_[hash % slotCount];
-        if (slot == nullptr || std::u16string_view(slot->c_str(), slot->length()) !=
-                                   std::u16string_view(text, length)) {
-            slot = strings_.create(text, static_cast<xalanc::XalanDOMString::size_type>(length));
+        // The slot keeps the hash and length of its string: a value that differs is told apart
+        // without reading the string.
+        Slot& slot = slots_[hash % slotCount];
+        if (slot.string == nullptr || slot.hash != hash || slot.length != length ||
+            std::u16string_view(slot.string->c_str(), length) !=
+                std::u16string_view(text, length)) {
+            slot = {strings_.create(text, static_cast<xalanc::XalanDOMString::size_type>(length)),
+                    hash, length};
         }
-        return *slot;
+        return *slot.string;
     }
 
 private:
+    struct Slot {
+        xalanc::XalanDOMString* string = nullptr;
+        std::uint32_t hash = 0;
+        std::size_t length = 0;
+    };
     static constexpr std::size_t slotCount = 4096;
     xalanc::XalanDOMStringAllocator& strings_;
-    std::vector<xalanc::XalanDOMString*> slots_;
+    std::vector<Slot> slots_;
 };
 
 // The tree's pooled strings for the DOM's names. The DOM keeps one copy of each name, so a name
