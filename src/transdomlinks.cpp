@@ -3,6 +3,7 @@
 #include <typeinfo>
 #include <xercesc/dom/impl/DOMAttrImpl.hpp>
 #include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMAttrNSImpl.hpp>
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMElementImpl.hpp>
 #include <xercesc/dom/impl/DOMElementNSImpl.hpp>
@@ -59,12 +60,18 @@ bool hasRanges(xercesc::DOMDocument* document) {
     return ranges != nullptr && ranges->size() != 0;
 }
 
-DOMNode* parentOf(DOMNode& node) {
-    ChildLinks const links = childLinks(node);
-    if (! links) {
-        return node.getParentNode();
-    }
-    return links.node->isOwned() ? links.node->fOwnerNode : nullptr;
+// Gives the attribute, which has no children, a new text child holding `value` and marks it
+// specified, as DOMAttrImpl::setValue does.
+void linkValue(xercesc::DOMAttrImpl& attribute, xercesc::DOMDocument& document,
+               XMLCh const* value) {
+    auto* text = static_cast<xercesc::DOMTextImpl*>(document.createTextNode(value));
+    text->fNode.fOwnerNode = &attribute;
+    text->fNode.isOwned(true);
+    text->fNode.isFirstChild(true);
+    text->fChild.previousSibling = text;
+    attribute.fParent.fFirstChild = text;
+    attribute.fNode.isSpecified(true);
+    attribute.fParent.changed();
 }
 
 // Whether `ancestor` is `node` or one of its ancestors.
@@ -97,14 +104,30 @@ void setNewAttribute(xercesc::DOMElement& element, XMLCh const* name, XMLCh cons
     xercesc::DOMAttrMapImpl* map = impl->fAttributes;
     map->reserve(10); // the vector setNamedItem makes for a first attribute
     map->setNamedItemFast(attribute);
-    auto* text = static_cast<xercesc::DOMTextImpl*>(document->createTextNode(value));
-    text->fNode.fOwnerNode = attribute;
-    text->fNode.isOwned(true);
-    text->fNode.isFirstChild(true);
-    text->fChild.previousSibling = text;
-    attribute->fParent.fFirstChild = text;
-    attribute->fNode.isSpecified(true);
-    attribute->fParent.changed();
+    linkValue(*attribute, *document, value);
+}
+
+void setNewValue(xercesc::DOMAttr& attribute, XMLCh const* value) {
+    xercesc::DOMAttrImpl* impl =
+        isA<xercesc::DOMAttrImpl>(attribute) || isA<xercesc::DOMAttrNSImpl>(attribute)
+            ? static_cast<xercesc::DOMAttrImpl*>(&attribute)
+            : nullptr;
+    xercesc::DOMDocument* document = attribute.getOwnerDocument();
+    if (impl == nullptr || value == nullptr || impl->fNode.isReadOnly() || impl->fNode.isIdAttr() ||
+        impl->fParent.fFirstChild != nullptr || document == nullptr ||
+        ! isA<xercesc::DOMDocumentImpl>(*document)) {
+        attribute.setValue(value);
+        return;
+    }
+    linkValue(*impl, *document, value);
+}
+
+DOMNode* parentOf(DOMNode const& node) {
+    ChildLinks const links = childLinks(const_cast<DOMNode&>(node));
+    if (! links) {
+        return node.getParentNode();
+    }
+    return links.node->isOwned() ? links.node->fOwnerNode : nullptr;
 }
 
 DOMNode* insertNewChild(xercesc::DOMElement& parent, DOMNode& child, DOMNode* before) {

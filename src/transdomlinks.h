@@ -11,6 +11,7 @@
 #ifndef TRANSDOMLINKS_H
 #define TRANSDOMLINKS_H
 
+#include <xercesc/dom/DOMAttr.hpp>
 #include <xercesc/dom/DOMElement.hpp>
 #include <xercesc/dom/DOMNode.hpp>
 
@@ -25,6 +26,13 @@ xercesc::DOMNode* insertNewChild(xercesc::DOMElement& parent, xercesc::DOMNode& 
 
 // parent.appendChild(&child), for a parent of any kind: linked directly below an element.
 xercesc::DOMNode* appendNewChild(xercesc::DOMNode& parent, xercesc::DOMNode& child);
+
+// attribute.setValue(value) on an attribute without children, as the parser gives one its value:
+// one new text child.
+void setNewValue(xercesc::DOMAttr& attribute, XMLCh const* value);
+
+// node.getParentNode().
+xercesc::DOMNode* parentOf(xercesc::DOMNode const& node);
 
 // parent.getLastChild() and node.getPreviousSibling().
 xercesc::DOMNode* lastChildOf(xercesc::DOMElement const& parent);

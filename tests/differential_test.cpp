@@ -8,6 +8,7 @@
 #include "transdomlinks.h"
 #include "transdomreference.h"
 #include "transspace.h"
+#include "xmlfilereader.h"
 #include "xmlsupport.h"
 #include "zeltdatasource.h"
 #include "zeltdatasourcefile.h"
@@ -830,4 +831,31 @@ TEST_F(Differential, AdoptedDocumentsAnswerAsCopiedOnes) {
     EXPECT_EQ(answer(*TransDOMImplAdoption::adopt(nullptr), u"/", u"count(node())"),
               answer(TransDOMImpl(static_cast<xercesc::DOMDocument const*>(nullptr)), u"/",
                      u"count(node())"));
+}
+
+// The file reader links the nodes of most elements itself: it reads every document into the
+// same nodes, names, values, flags and links as through the DOM parser's own calls.
+TEST(XmlReader, DirectLinksBuildWhatTheParserBuilds) {
+    TransSpace space;
+    std::vector<std::string> documents = {
+        R"(<r xmlns="urn:d" xmlns:p="urn:p" p:a="1" b="2"><p:e p:x="x" x="y"/>)"
+        R"(<e>text &amp; more<![CDATA[ cdata ]]> tail</e><!-- c --><?pi data?></r>)",
+        R"(<r><e z="1" a="2" m="3" xmlns:q="urn:q" q:a="4" xmlns="urn:e"/><f/></r>)",
+        R"(<r><e a="" b="&#x41;&lt;" c="x&#10;y">&#x1F600;<![CDATA[]]></e></r>)",
+        "<?xml version=\"1.0\"?><!--before--><?p x?>\n<r>\n  <e>a<f/>b</e>\n  <g/>\n</r>"
+        "<!--after-->",
+        R"(<!DOCTYPE r [<!ATTLIST e id ID #IMPLIED d CDATA "def"><!ENTITY ent "E&amp;">]>)"
+        R"(<r><e id="i1"/><e>&ent;</e><f k="&ent;">&ent;<g/>&ent;</f></r>)",
+        R"(<r xmlns="urn:a"><e xmlns=""><f/></e><g xmlns:x="urn:x" x:y="1" y="2"/></r>)",
+        R"(<r xml:lang="en"><e xml:space="preserve"> </e><x:e xmlns:x="urn:x"/></r>)"};
+    // A dictionary as the builder writes it, in UTF-16.
+    std::unique_ptr<TransString> const dictionary(TransValue(generated(30)).asUTF16XML());
+    documents.emplace_back(reinterpret_cast<char const*>(dictionary->asUTF16()),
+                           std::char_traits<char16_t>::length(dictionary->asUTF16()) * 2);
+    for (std::string const& text : documents) {
+        SCOPED_TRACE(text.substr(0, 60));
+        XmlDocument const direct = readXmlText(text, "doc.xml");
+        XmlDocument const parsed = readXmlText(text, "doc.xml", NodeLinks::Parser);
+        EXPECT_EQ(describe(*parsed), describe(*direct));
+    }
 }

@@ -1,5 +1,7 @@
 #include "xmlfilereader.h"
 
+#include "transdomlinks.h"
+
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -7,6 +9,10 @@
 #include <unicode/unistr.h>
 #include <unistd.h>
 #include <xercesc/dom/DOMException.hpp>
+#include <xercesc/dom/DOMText.hpp>
+#include <xercesc/dom/impl/DOMAttrImpl.hpp>
+#include <xercesc/dom/impl/DOMAttrMapImpl.hpp>
+#include <xercesc/dom/impl/DOMElementImpl.hpp>
 #include <xercesc/framework/MemBufInputSource.hpp>
 #include <xercesc/framework/XMLValidator.hpp>
 #include <xercesc/internal/XMLScanner.hpp>
@@ -80,10 +86,14 @@ private:
 };
 
 // A DOM parser that stops at the first element nested deeper than xmlNestingLimit and reads
-// CDATA sections as text.
+// CDATA sections as text. With direct links it builds the document the DOM parser builds, but
+// links elements, attribute values and texts below an element itself (the parser's own links
+// cast every node they touch, which is most of the cost of reading a large file); elements with
+// DTD-declared defaults or types, and the document element, take the parser's way.
 class NestingLimitedParser : public xercesc::XercesDOMParser {
 public:
-    explicit NestingLimitedParser(std::string name) : name_(std::move(name)) {}
+    NestingLimitedParser(std::string name, NodeLinks links)
+        : name_(std::move(name)), direct_(links == NodeLinks::Direct) {}
 
     void startElement(xercesc::XMLElementDecl const& declaration, unsigned int urlId,
                       XMLCh const* prefix, xercesc::RefVectorOf<xercesc::XMLAttr> const& attributes,
@@ -98,32 +108,126 @@ public:
         if (! isEmpty) {
             ++depth_;
         }
+        if (direct_ && linksDirectly(declaration, attributes, count)) {
+            startElementDirectly(declaration, urlId, prefix, attributes, count);
+            if (isEmpty) {
+                endElement(declaration, urlId, isRoot, prefix);
+            }
+            return;
+        }
         XercesDOMParser::startElement(declaration, urlId, prefix, attributes, count, isEmpty,
                                       isRoot);
     }
 
     // A CDATA section is text, as XPath's data model has it: merged with the text around it.
     void docCharacters(XMLCh const* chars, XMLSize_t length, bool cdataSection) override {
-        if (length > 0 || ! cdataSection) {
-            XercesDOMParser::docCharacters(chars, length, false);
+        if (length == 0 && cdataSection) {
+            return;
         }
+        if (direct_ && fWithinElement &&
+            fCurrentNode->getNodeType() != xercesc::DOMNode::TEXT_NODE &&
+            fCurrentParent->getNodeType() == xercesc::DOMNode::ELEMENT_NODE) {
+            xercesc::DOMText* text = createText(chars, length);
+            trans::appendNewChild(*fCurrentParent, *text);
+            fCurrentNode = text;
+            return;
+        }
+        XercesDOMParser::docCharacters(chars, length, false);
     }
 
     void endElement(xercesc::XMLElementDecl const& declaration, unsigned int urlId, bool isRoot,
                     XMLCh const* prefix) override {
         --depth_;
+        if (direct_ && ! fDoXInclude) {
+            // As the parser's endElement, with the parent read directly.
+            fCurrentNode = fCurrentParent;
+            fCurrentParent = trans::parentOf(*fCurrentNode);
+            if (fCurrentParent == nullptr && fDocument != nullptr) {
+                fCurrentNode = fDocument->getDocumentElement();
+                fCurrentParent = fCurrentNode;
+            }
+            if (fCurrentParent == fDocument) {
+                fWithinElement = false;
+            }
+            return;
+        }
         XercesDOMParser::endElement(declaration, urlId, isRoot, prefix);
     }
 
 private:
+    // Whether the element is linked directly: below an element, with namespaces on, and without
+    // DTD defaults, typed attributes, type information or inclusions to process.
+    bool linksDirectly(xercesc::XMLElementDecl const& declaration,
+                       xercesc::RefVectorOf<xercesc::XMLAttr> const& attributes,
+                       XMLSize_t count) const {
+        if (! fScanner->getDoNamespaces() || fCreateSchemaInfo || fDoXInclude ||
+            declaration.hasAttDefs() || fCurrentParent == fDocument ||
+            fCurrentParent->getNodeType() != xercesc::DOMNode::ELEMENT_NODE) {
+            return false;
+        }
+        for (XMLSize_t i = 0; i < count; ++i) {
+            if (attributes.elementAt(i)->getType() != xercesc::XMLAttDef::CData) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // The parser's startElement for such an element, up to the end of an empty one.
+    void startElementDirectly(xercesc::XMLElementDecl const& declaration, unsigned int urlId,
+                              XMLCh const* prefix,
+                              xercesc::RefVectorOf<xercesc::XMLAttr> const& attributes,
+                              XMLSize_t count) {
+        XMLCh const* localName = declaration.getBaseName();
+        XMLCh const* uri = nullptr;
+        xercesc::DOMElement* element = nullptr;
+        if (urlId != fScanner->getEmptyNamespaceId()) {
+            uri = fScanner->getURIText(urlId);
+        }
+        if (uri != nullptr && prefix != nullptr && *prefix != 0) {
+            std::u16string const qualified = std::u16string(prefix) + u':' + localName;
+            element = createElementNS(uri, prefix, localName, qualified.c_str());
+        } else {
+            element = createElementNS(uri, nullptr, localName, localName);
+        }
+        if (count > 0) {
+            xercesc::DOMAttrMapImpl* map =
+                static_cast<xercesc::DOMElementImpl*>(element)->fAttributes;
+            map->reserve(count);
+            for (XMLSize_t i = 0; i < count; ++i) {
+                xercesc::XMLAttr const* attribute = attributes.elementAt(i);
+                unsigned int uriId = attribute->getURIId();
+                XMLCh const* attributePrefix = attribute->getPrefix();
+                if ((attributePrefix == nullptr || *attributePrefix == 0) &&
+                    xercesc::XMLString::equals(attribute->getName(),
+                                               xercesc::XMLUni::fgXMLNSString)) {
+                    uriId = fScanner->getXMLNSNamespaceId(); // xmlns="..."
+                }
+                XMLCh const* attributeUri = uriId != fScanner->getEmptyNamespaceId()
+                                                ? fScanner->getURIText(uriId)
+                                                : nullptr;
+                xercesc::DOMAttr* made = createAttrNS(attributeUri, attributePrefix,
+                                                      attribute->getName(), attribute->getQName());
+                map->setNamedItemNSFast(made);
+                trans::setNewValue(*made, attribute->getValue());
+                static_cast<xercesc::DOMAttrImpl*>(made)->setSpecified(attribute->getSpecified());
+            }
+        }
+        trans::appendNewChild(*fCurrentParent, *element);
+        fCurrentParent = element;
+        fCurrentNode = element;
+        fWithinElement = true;
+    }
+
     std::string name_;
+    bool direct_;
     unsigned depth_ = 0;
 };
 
 } // namespace
 
-XmlDocument readXmlText(std::string const& text, std::string const& name) {
-    NestingLimitedParser parser(name);
+XmlDocument readXmlText(std::string const& text, std::string const& name, NodeLinks links) {
+    NestingLimitedParser parser(name, links);
     parser.setDoNamespaces(true);
     parser.setValidationScheme(xercesc::XercesDOMParser::Val_Never);
     parser.setDoSchema(false);

@@ -38,7 +38,12 @@ XmlDocument readXmlFile(std::string const& path);
 
 // UTF-8 text of the XML libraries' UTF-16 text (messages, names); empty for a null pointer.
 std::string utf8Text(XMLCh const* text);
+// How the reader links the nodes it makes: directly where it can, or all through the DOM parser's
+// own calls. Both give the same document; the second is the yardstick of the first.
+enum class NodeLinks { Direct, Parser };
+
 // The same for XML text in memory, named `name` in messages.
-XmlDocument readXmlText(std::string const& text, std::string const& name);
+XmlDocument readXmlText(std::string const& text, std::string const& name,
+                        NodeLinks links = NodeLinks::Direct);
 
 #endif // XMLFILEREADER_H
