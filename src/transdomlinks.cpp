@@ -7,6 +7,7 @@
 #include <xercesc/dom/impl/DOMDocumentImpl.hpp>
 #include <xercesc/dom/impl/DOMElementImpl.hpp>
 #include <xercesc/dom/impl/DOMElementNSImpl.hpp>
+#include <xercesc/dom/impl/DOMNodeVector.hpp>
 #include <xercesc/dom/impl/DOMTextImpl.hpp>
 
 namespace trans {
@@ -50,6 +51,16 @@ ChildLinks childLinks(DOMNode& node) noexcept {
     return {};
 }
 
+// The members an attribute map keeps to itself, read the way its derived classes may.
+struct MapLinks : xercesc::DOMAttrMapImpl {
+    static xercesc::DOMNodeVector* nodesOf(xercesc::DOMAttrMapImpl& map) noexcept {
+        return map.*(&MapLinks::fNodes);
+    }
+    static DOMNode* ownerOf(xercesc::DOMAttrMapImpl& map) noexcept {
+        return map.*(&MapLinks::fOwnerNode);
+    }
+};
+
 // Whether the document has ranges, which every insertion must update (a document of another
 // class counts as having them).
 bool hasRanges(xercesc::DOMDocument* document) {
@@ -91,10 +102,13 @@ void setNewAttribute(xercesc::DOMElement& element, XMLCh const* name, XMLCh cons
                                         ? static_cast<xercesc::DOMElementImpl*>(&element)
                                         : nullptr;
     xercesc::DOMDocument* document = element.getOwnerDocument();
+    // Where the name is in the map, or where it goes (-1 - place).
+    int const point = impl != nullptr && impl->fAttributes != nullptr && name != nullptr
+                          ? impl->fAttributes->findNamePoint(name)
+                          : 0;
     if (impl == nullptr || value == nullptr || impl->fNode.isReadOnly() ||
         impl->fAttributes == nullptr || document == nullptr ||
-        ! isA<xercesc::DOMDocumentImpl>(*document) || name == nullptr ||
-        impl->fAttributes->findNamePoint(name) >= 0) {
+        ! isA<xercesc::DOMDocumentImpl>(*document) || name == nullptr || point >= 0) {
         element.setAttribute(name, value);
         return;
     }
@@ -103,7 +117,10 @@ void setNewAttribute(xercesc::DOMElement& element, XMLCh const* name, XMLCh cons
     auto* attribute = static_cast<xercesc::DOMAttrImpl*>(document->createAttribute(name));
     xercesc::DOMAttrMapImpl* map = impl->fAttributes;
     map->reserve(10); // the vector setNamedItem makes for a first attribute
-    map->setNamedItemFast(attribute);
+    // The links setNamedItemFast makes: owned by the map's element, in the map's order of names.
+    attribute->fNode.fOwnerNode = MapLinks::ownerOf(*map);
+    attribute->fNode.isOwned(true);
+    MapLinks::nodesOf(*map)->insertElementAt(attribute, static_cast<XMLSize_t>(-1 - point));
     linkValue(*attribute, *document, value);
 }
 
