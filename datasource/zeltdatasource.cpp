@@ -266,6 +266,11 @@ void ZELT_Variable::setMissingRange(double low, double high, double value) {
     missingCount_ = -3;
 }
 
+void ZELT_Variable::shrinkToFit() {
+    valueLabels_.numeric_.shrink_to_fit();
+    valueLabels_.text_.shrink_to_fit();
+}
+
 void ZELT_Variable::addValueLabel(double value, std::string label) {
     requireNumeric("a numeric value label");
     valueLabels_.numeric_.emplace_back(value, std::move(label));
@@ -422,6 +427,7 @@ int ZELT_DataSource::addVariable(ZELT_Variable variable) {
         reject("variable \"" + std::string(variable.GetName()) + "\" duplicates the name of \"" +
                variables_[static_cast<std::size_t>(present)].GetName() + "\"");
     }
+    variable.shrinkToFit(); // a data source holds many variables, and holds them long
     try {
         variables_.push_back(std::move(variable));
     } catch (...) {

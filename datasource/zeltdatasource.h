@@ -228,11 +228,16 @@ public:
     void setAttributes(DatasourceAttributes attributes) { attributes_ = std::move(attributes); }
 
 private:
+    friend class ZELT_DataSource;
+
     struct Format {
         FormatType type;
         int width;
         int decimals;
     };
+
+    // Gives back the room its growing lists keep beyond their contents.
+    void shrinkToFit();
 
     void requireNumeric(char const* operation) const;
     void requireString(char const* operation) const;
