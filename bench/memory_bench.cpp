@@ -6,6 +6,8 @@
 //                             added to a space, the temporary value destroyed, then one query
 //                             (the label of variable v{N/2}) run on the stored value
 //   memory_bench [N]          both, each in a process of its own, and the ratio b / a
+//   memory_bench document-of FILE.json
+//                             (a) for the data source of a JSON file (loadDataSourceFile)
 //
 // N defaults to 100,000. Growth is measured from right after the data source was generated and
 // the XML libraries were brought up. "heap" is the bytes malloc has handed out and not had back
@@ -19,6 +21,7 @@
 #include "generator.h"
 #include "transdictionaryimpl.h"
 #include "transspace.h"
+#include "zeltdatasourcefile.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -76,9 +79,7 @@ void report(char const* measurement, int n, Snapshot const& before, bool peakRes
     std::fflush(stdout);
 }
 
-int measureDocument(int n) {
-    TransSpace space;
-    ZELT_DataSource const& ds = dataSource(n);
+int measureDocument(ZELT_DataSource const& ds) {
     Snapshot const before;
     bool const peakReset = resetPeak();
     xercesc::DOMDocument* document = nullptr;
@@ -91,7 +92,7 @@ int measureDocument(int n) {
     if (document == nullptr) {
         fail("memory_bench: no document");
     }
-    report("document", n, before, peakReset);
+    report("document", ds.ColumnCount(), before, peakReset);
     document->release();
     return 0;
 }
@@ -152,7 +153,7 @@ long long runChild(std::string const& arguments) {
 
 int usage() {
     std::fprintf(stderr, "usage: memory_bench [--values-from=datasource|document] "
-                         "[document N | value N | N]\n");
+                         "[document N | value N | N | document-of FILE.json]\n");
     return 2;
 }
 
@@ -161,12 +162,21 @@ int usage() {
 int main(int argc, char** argv) {
     parseOptions(argc, argv);
     std::string const mode = argc > 1 ? argv[1] : "";
+    if (mode == "document-of" && argc == 3) {
+        TransSpace space;
+        ZELT_DataSource const source = loadDataSourceFile(argv[2]);
+        return measureDocument(source);
+    }
     if (mode == "document" || mode == "value") {
         int const n = argc > 2 ? std::atoi(argv[2]) : defaultSize;
         if (n <= 0 || argc > 3) {
             return usage();
         }
-        return mode == "document" ? measureDocument(n) : measureValue(n);
+        if (mode == "document") {
+            TransSpace space;
+            return measureDocument(dataSource(n));
+        }
+        return measureValue(n);
     }
     if (argc > 2) {
         return usage();
