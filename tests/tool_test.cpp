@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <set>
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
@@ -33,9 +34,21 @@ std::string readFile(std::string const& path) {
     return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
-// A file of this test process's own: tests run in parallel processes.
+// A file of this test process's own (tests run in parallel processes), removed when it exits.
 std::string scratch(std::string const& name) {
-    return ::testing::TempDir() + "tool_test_" + std::to_string(getpid()) + "_" + name;
+    struct Files {
+        std::set<std::string> paths;
+        ~Files() {
+            for (std::string const& path : paths) {
+                std::remove(path.c_str());
+            }
+        }
+    };
+    static Files files;
+    std::string const path =
+        ::testing::TempDir() + "tool_test_" + std::to_string(getpid()) + "_" + name;
+    files.paths.insert(path);
+    return path;
 }
 
 std::string writeFile(std::string const& name, std::string const& contents) {
