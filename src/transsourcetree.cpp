@@ -144,20 +144,19 @@ public:
     explicit ValueStrings(xalanc::XalanDOMStringAllocator& strings)
         : strings_(strings), slots_(slotCount) {}
 
-    xalanc::XalanDOMString const& get(XMLCh const* text) {
+    xalanc::XalanDOMString const& get(std::u16string_view text) {
         std::uint32_t hash = 2166136261U; // FNV-1a
-        std::size_t length = 0;
-        for (; text[length] != 0; ++length) {
-            hash = (hash ^ text[length]) * 16777619U;
+        for (char16_t const unit : text) {
+            hash = (hash ^ unit) * 16777619U;
         }
         // The slot keeps the hash and length of its string: a value that differs is told apart
         // without reading the string.
         Slot& slot = slots_[hash % slotCount];
-        if (slot.string == nullptr || slot.hash != hash || slot.length != length ||
-            std::u16string_view(slot.string->c_str(), length) !=
-                std::u16string_view(text, length)) {
-            slot = {strings_.create(text, static_cast<xalanc::XalanDOMString::size_type>(length)),
-                    hash, length};
+        if (slot.string == nullptr || slot.hash != hash || slot.length != text.size() ||
+            std::u16string_view(slot.string->c_str(), text.size()) != text) {
+            slot = {strings_.create(text.data(),
+                                    static_cast<xalanc::XalanDOMString::size_type>(text.size())),
+                    hash, text.size()};
         }
         return *slot.string;
     }
@@ -255,7 +254,7 @@ public:
 
     xalanc::XalanSourceTreeText* text(XMLCh const* data, xalanc::XalanDOMString::size_type length,
                                       xalanc::XalanNode* parent, xalanc::XalanNode* previous) {
-        xalanc::XalanDOMString const& string = values_.get(data);
+        xalanc::XalanDOMString const& string = values_.get(std::u16string_view(data, length));
         return xalanc::isXMLWhitespace(data, 0, length)
                    ? (tree_.*member(WhitespaceTexts()))
                          .create(string, parent, previous, nullptr, next_++)
