@@ -331,7 +331,20 @@ constexpr std::array<std::u16string_view, 9> overlappingAxes{
 
 class Rewriter {
 public:
-    explicit Rewriter(std::u16string const& expression) : text_(expression), all_(tokens(text_)) {}
+    explicit Rewriter(std::u16string const& expression)
+        : text_(expression), all_(tokens(text_)), closing_(all_.size(), all_.size()) {
+        // Brackets of either kind close the innermost open one, as the evaluator's parser sees
+        // them for its errors; an unclosed one closes behind the last token.
+        std::vector<std::size_t> open;
+        for (std::size_t i = 0; i < all_.size(); ++i) {
+            if (symbolIs(i, u"(") || symbolIs(i, u"[")) {
+                open.push_back(i);
+            } else if ((symbolIs(i, u")") || symbolIs(i, u"]")) && ! open.empty()) {
+                closing_[open.back()] = i + 1;
+                open.pop_back();
+            }
+        }
+    }
 
     std::u16string rewritten() {
         std::vector<bool> steps(all_.size(), false);
@@ -344,12 +357,35 @@ public:
                 groupSteps(i, steps);
             }
         }
-        std::u16string result(text_);
-        std::stable_sort(edits_.begin(), edits_.end(),
-                         [](Edit const& a, Edit const& b) { return a.position > b.position; });
-        for (Edit const& edit : edits_) {
-            result.replace(edit.position, edit.removed, edit.inserted);
+        // One pass from the front: at one position, what was added later comes first, and a
+        // replacement comes after the insertions there, so that it does not remove them.
+        std::vector<std::size_t> order(edits_.size());
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            order[i] = order.size() - 1 - i;
         }
+        std::stable_sort(order.begin(), order.end(), [this](std::size_t a, std::size_t b) {
+            Edit const& first = edits_[a];
+            Edit const& second = edits_[b];
+            return first.position != second.position ? first.position < second.position
+                                                     : (first.removed == 0 && second.removed != 0);
+        });
+        std::u16string result;
+        std::size_t added = 0;
+        for (Edit const& edit : edits_) {
+            added += edit.inserted.size();
+        }
+        result.reserve(text_.size() + added);
+        std::size_t copied = 0;
+        for (std::size_t const index : order) {
+            Edit const& edit = edits_[index];
+            if (edit.position > copied) {
+                result.append(text_, copied, edit.position - copied);
+                copied = edit.position;
+            }
+            result += edit.inserted;
+            copied = std::max(copied, edit.position + edit.removed);
+        }
+        result.append(text_, std::min(copied, text_.size()));
         return result;
     }
 
@@ -368,15 +404,7 @@ private:
     }
     // The index behind the bracket that closes the one at index.
     std::size_t behindClosing(std::size_t index) const {
-        std::size_t depth = 0;
-        for (; index < all_.size(); ++index) {
-            if (symbolIs(index, u"(") || symbolIs(index, u"[")) {
-                ++depth;
-            } else if ((symbolIs(index, u")") || symbolIs(index, u"]")) && --depth == 0) {
-                return index + 1;
-            }
-        }
-        return all_.size();
+        return index < closing_.size() ? closing_[index] : all_.size();
     }
     std::size_t behindPredicates(std::size_t index) const {
         while (symbolIs(index, u"[")) {
@@ -395,7 +423,9 @@ private:
         } else if (symbolIs(i, u"/") && token.operandPlace && i + 1 < all_.size() &&
                    all_[i + 1].kind == Token::Symbol &&
                    (symbolIs(i + 1, u"|") || endsOperand(text_, all_[i + 1]))) {
-            edits_.push_back({token.end, 0, u"."});
+            // With a blank: the evaluator reads "." and the name characters behind it ("-" too)
+            // as one token.
+            edits_.push_back({token.end, 0, u". "});
         } else if (symbolIs(i, u"-") && token.operandPlace && symbolIs(i + 1, u"-")) {
             std::size_t run = i + 1;
             while (symbolIs(run, u"-")) {
@@ -525,6 +555,7 @@ private:
 
     std::u16string_view text_;
     std::vector<Token> all_;
+    std::vector<std::size_t> closing_; // for each opening bracket, the index behind its closing one
     std::vector<Edit> edits_;
 };
 

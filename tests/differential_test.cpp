@@ -493,6 +493,8 @@ TEST_F(Differential, AnswersFollowXPath) {
              {u"- - 2 * 3", u"6", 6},
              {u"1 - - -(2)", u"-1", -1},
              {u"--'a'", u"NaN", nan},
+             {u"/-1", u"NaN", nan},
+             {u"/--1", u"NaN", nan},
              {u"count(/ | /*)", u"2", 2},
              {u"count(/r | /)", u"2", 2},
              {u"count((/))", u"1", 1},
