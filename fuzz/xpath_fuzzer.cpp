@@ -13,12 +13,14 @@
 #include "transspace.h"
 #include "xmlfilereader.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fuzzer/FuzzedDataProvider.h>
 #include <memory>
 #include <string>
@@ -111,6 +113,8 @@ constexpr std::array<Function, 38> functions = {{
 }};
 // How often a long form repeats its part: a few, and the lengths of real long queries.
 constexpr std::array<std::size_t, 7> repeats = {2, 3, 20, 500, 1001, 2000, 5000};
+// The most characters a long form takes.
+constexpr std::size_t longFormLength = 64 * 1024;
 // How deep a nested form goes.
 constexpr std::array<std::size_t, 5> depths = {2, 10, 50, 100, 200};
 
@@ -266,7 +270,11 @@ private:
         std::string const first = expression(1);
         std::string const second = input_.ConsumeBool() ? first : expression(1);
         char const* const join = choose(operators);
-        std::size_t const count = choose(repeats);
+        // Within a length, since compiling a chain of operators takes time quadratic in its
+        // length: thousands of short parts, hundreds of long ones.
+        std::size_t const part = std::max(first.size(), second.size()) + std::strlen(join);
+        std::size_t const count =
+            std::max<std::size_t>(2, std::min(choose(repeats), longFormLength / part));
         std::string text = first;
         for (std::size_t i = 1; i < count; ++i) {
             text += join + (i % 2 == 0 ? first : second);
