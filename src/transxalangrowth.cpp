@@ -35,15 +35,18 @@ namespace {
 using xalanc::XalanNode;
 using XercesNode = xercesc::DOMNode;
 
-// Open addressing with linear probing; a table at most three quarters full of the first
-// association made for each node (as Xalan's map keeps the first).
+// A table of the first association made for each node (as Xalan's map keeps the first), split into
+// regions by the top bits of the key's hash; each region is open-addressed with linear probing and
+// at most three quarters full.
 //
 // A wrapper associates every node as it is built and looks nodes up only afterwards, so
-// associations are kept in arrival order and enter the table on the first lookup, all at once:
-// grouped by the region of the table they hash to, so that the table is written region by region
-// instead of at random (at a million nodes, the table no longer fits any cache). A wrapper built
-// for reading from several threads is looked up concurrently: the first lookup settles the
-// pending associations under a lock, and later ones see them settled.
+// associations are kept in arrival order and enter the table on the first lookup, all at once. They
+// are sorted by region into the table's own room (a region's share of the room is larger than its
+// count, so each sorted run lies at or before its region), then each region, from the last, takes
+// its run and places it: the table is written region by region instead of at random (at a million
+// nodes it no longer fits any cache), and no memory beyond the table and the arrivals is needed. A
+// wrapper built for reading from several threads is looked up concurrently: the first lookup
+// settles the pending associations under a lock, and later ones see them settled.
 class NodeTable {
 public:
     void add(XercesNode const* key, XalanNode* value) {
@@ -71,9 +74,9 @@ public:
 
     void clear() noexcept {
         std::vector<Slot>().swap(slots_);
-        std::vector<Slot>().swap(pending_);
+        std::vector<std::size_t>().swap(offsets_);
+        pending_.clear();
         settled_.store(true, std::memory_order_release);
-        size_ = 0;
         hasNull_ = false;
         nullValue_ = nullptr;
     }
@@ -84,33 +87,80 @@ private:
         XalanNode* value = nullptr;
     };
 
-    static std::size_t hash(XercesNode const* key) noexcept {
+    // Associations in arrival order, in blocks that double up to a limit: growing never copies
+    // them, and a small document takes a small block.
+    class Arrivals {
+    public:
+        void push_back(Slot const& entry) {
+            if (blocks_.empty() || blocks_.back().used == blocks_.back().size) {
+                std::size_t const size =
+                    blocks_.empty() ? firstBlock : std::min(2 * blocks_.back().size, largestBlock);
+                blocks_.push_back({std::make_unique<Slot[]>(size), size, 0});
+            }
+            Block& block = blocks_.back();
+            block.slots[block.used++] = entry;
+            ++size_;
+        }
+        std::size_t size() const noexcept { return size_; }
+        template <typename Visit>
+        void forEach(Visit visit) const {
+            for (Block const& block : blocks_) {
+                std::for_each(block.slots.get(), block.slots.get() + block.used, visit);
+            }
+        }
+        void clear() noexcept {
+            std::vector<Block>().swap(blocks_);
+            size_ = 0;
+        }
+
+    private:
+        static constexpr std::size_t firstBlock = 256;
+        static constexpr std::size_t largestBlock = std::size_t{1} << 16;
+        struct Block {
+            std::unique_ptr<Slot[]> slots;
+            std::size_t size;
+            std::size_t used;
+        };
+        std::vector<Block> blocks_;
+        std::size_t size_ = 0;
+    };
+
+    static std::uint64_t hash(XercesNode const* key) noexcept {
         auto bits = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(key));
-        bits ^= bits >> 33; // a 64-bit finaliser: every bit of the address reaches the low bits
+        bits ^= bits >> 33; // a 64-bit finaliser: every bit of the address reaches every bit
         bits *= 0xff51afd7ed558ccdULL;
         bits ^= bits >> 33;
-        return static_cast<std::size_t>(bits);
+        return bits;
+    }
+
+    // The bits scaled to 0 .. count - 1.
+    static std::size_t scaled(std::uint64_t bits, std::size_t count) noexcept {
+        __extension__ using Wide = unsigned __int128;
+        return static_cast<std::size_t>((static_cast<Wide>(bits) * count) >> 64);
+    }
+
+    // The region is chosen by the top bits of the hash, the first slot in it by the others.
+    static constexpr unsigned regionBits = 12;
+    static constexpr std::size_t mostRegions = std::size_t{1} << regionBits;
+
+    std::size_t regionOf(std::uint64_t bits) const noexcept {
+        return scaled(bits, offsets_.size() - 1);
     }
 
     // The key's slot, or the empty slot where it belongs.
     std::size_t position(XercesNode const* key) const noexcept {
-        std::size_t const mask = slots_.size() - 1;
-        std::size_t index = hash(key) & mask;
-        while (slots_[index].key != nullptr && slots_[index].key != key) {
-            index = (index + 1) & mask;
+        std::uint64_t const bits = hash(key);
+        std::size_t const region = regionOf(bits);
+        std::size_t const first = offsets_[region];
+        std::size_t const size = offsets_[region + 1] - first;
+        std::size_t index = scaled(bits << regionBits, size);
+        while (slots_[first + index].key != nullptr && slots_[first + index].key != key) {
+            index = index + 1 == size ? 0 : index + 1;
         }
-        return index;
+        return first + index;
     }
 
-    void insert(Slot const& entry) const noexcept {
-        Slot& slot = slots_[position(entry.key)];
-        if (slot.key == nullptr) {
-            slot = entry;
-            ++size_;
-        }
-    }
-
-    // Puts the pending associations in the table, grown first to hold them all.
+    // Puts the pending associations in the table, after those already there.
     void settle() const {
         if (settled_.load(std::memory_order_acquire)) {
             return;
@@ -119,48 +169,55 @@ private:
         if (settled_.load(std::memory_order_relaxed)) {
             return;
         }
-        std::size_t slots = std::max<std::size_t>(64, slots_.size());
-        while ((size_ + pending_.size()) * 4 > slots * 3) {
-            slots *= 2;
-        }
-        if (slots != slots_.size()) {
-            std::vector<Slot> old(slots);
-            old.swap(slots_);
-            size_ = 0;
-            for (Slot const& slot : old) {
+        if (! slots_.empty()) {
+            // Associations after lookups (rare): the table is made again, its own first.
+            Arrivals all;
+            for (Slot const& slot : slots_) {
                 if (slot.key != nullptr) {
-                    insert(slot);
+                    all.push_back(slot);
                 }
             }
+            pending_.forEach([&all](Slot const& entry) { all.push_back(entry); });
+            std::swap(all, pending_);
         }
-        // A stable distribution by the top bits of each key's first slot: arrival order is kept
-        // within a region, so the first association of a node still wins.
-        constexpr std::size_t regionBits = 12;
-        std::size_t shift = 0;
-        while ((slots >> shift) > (std::size_t{1} << regionBits)) {
-            ++shift;
+        std::size_t const count = pending_.size();
+        std::size_t const regions = std::min(mostRegions, std::max<std::size_t>(1, count / 256));
+        offsets_.assign(regions + 1, 0);
+        // Counts per region, then where each region's run starts once sorted.
+        std::vector<std::size_t> runs(regions + 1, 0);
+        pending_.forEach([&](Slot const& entry) { ++runs[regionOf(hash(entry.key)) + 1]; });
+        for (std::size_t region = 0; region < regions; ++region) {
+            std::size_t const entries = runs[region + 1];
+            offsets_[region + 1] = offsets_[region] + entries + entries / 3 + 1;
+            runs[region + 1] += runs[region];
         }
-        std::vector<std::size_t> starts((slots >> shift) + 1, 0);
-        for (Slot const& entry : pending_) {
-            ++starts[((hash(entry.key) & (slots - 1)) >> shift) + 1];
-        }
-        for (std::size_t i = 1; i < starts.size(); ++i) {
-            starts[i] += starts[i - 1];
-        }
-        std::vector<Slot> ordered(pending_.size());
-        for (Slot const& entry : pending_) {
-            ordered[starts[(hash(entry.key) & (slots - 1)) >> shift]++] = entry;
-        }
-        std::vector<Slot>().swap(pending_);
-        for (Slot const& entry : ordered) {
-            insert(entry);
+        slots_.assign(offsets_.back(), Slot{});
+        // A stable sort by region: arrival order is kept within a region, so the first
+        // association of a node still wins.
+        std::vector<std::size_t> next(runs.begin(), runs.end() - 1);
+        pending_.forEach(
+            [&](Slot const& entry) { slots_[next[regionOf(hash(entry.key))]++] = entry; });
+        pending_.clear();
+        // From the last region down, each run lies below the room of the regions not yet placed.
+        std::vector<Slot> run;
+        for (std::size_t region = regions; region-- > 0;) {
+            run.assign(slots_.begin() + static_cast<std::ptrdiff_t>(runs[region]),
+                       slots_.begin() + static_cast<std::ptrdiff_t>(runs[region + 1]));
+            std::fill(slots_.begin() + static_cast<std::ptrdiff_t>(offsets_[region]),
+                      slots_.begin() + static_cast<std::ptrdiff_t>(offsets_[region + 1]), Slot{});
+            for (Slot const& entry : run) {
+                Slot& slot = slots_[position(entry.key)];
+                if (slot.key == nullptr) {
+                    slot = entry;
+                }
+            }
         }
         settled_.store(true, std::memory_order_release);
     }
 
-    mutable std::vector<Slot> slots_; // a power of two in size
-    mutable std::size_t size_ = 0;
-    mutable std::vector<Slot> pending_; // associations not yet in the table, in arrival order
+    mutable std::vector<Slot> slots_;
+    mutable std::vector<std::size_t> offsets_; // where each region starts, and the end
+    mutable Arrivals pending_;
     mutable std::atomic<bool> settled_{true};
     mutable std::mutex settling_;
     bool hasNull_ = false;
