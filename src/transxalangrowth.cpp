@@ -235,9 +235,9 @@ XercesNode const* tableKey(XercesWrapperToXalanNodeMap const* owner) noexcept {
     return reinterpret_cast<XercesNode const*>(owner);
 }
 
-NodeTable& nodeTable(XercesWrapperToXalanNodeMap::XercesNodeMapType const& member,
-                     XercesWrapperToXalanNodeMap const* owner) noexcept {
-    return *reinterpret_cast<NodeTable*>(member.find(tableKey(owner))->second);
+// The member's one entry is its first: reached without hashing, on every association and lookup.
+NodeTable& nodeTable(XercesWrapperToXalanNodeMap::XercesNodeMapType const& member) noexcept {
+    return *reinterpret_cast<NodeTable*>(member.begin()->second);
 }
 
 } // namespace
@@ -250,21 +250,21 @@ TRANS_EXPORT XercesWrapperToXalanNodeMap::XercesWrapperToXalanNodeMap(MemoryMana
 }
 
 TRANS_EXPORT XercesWrapperToXalanNodeMap::~XercesWrapperToXalanNodeMap() {
-    std::unique_ptr<NodeTable> const owned(&nodeTable(m_xercesMap, this));
+    std::unique_ptr<NodeTable> const owned(&nodeTable(m_xercesMap));
 }
 
 TRANS_EXPORT void XercesWrapperToXalanNodeMap::addAssociation(DOMNodeType const* theXercesNode,
                                                               XalanNode* theXalanNode) {
-    nodeTable(m_xercesMap, this).add(theXercesNode, theXalanNode);
+    nodeTable(m_xercesMap).add(theXercesNode, theXalanNode);
 }
 
 TRANS_EXPORT void XercesWrapperToXalanNodeMap::clear() {
-    nodeTable(m_xercesMap, this).clear();
+    nodeTable(m_xercesMap).clear();
 }
 
 TRANS_EXPORT XalanNode*
 XercesWrapperToXalanNodeMap::getNode(DOMNodeType const* theXercesNode) const {
-    return nodeTable(m_xercesMap, this).find(theXercesNode);
+    return nodeTable(m_xercesMap).find(theXercesNode);
 }
 
 TRANS_EXPORT XalanDOMString& XalanDOMString::append(XalanDOMChar const* theString,
