@@ -99,19 +99,21 @@ private:
             }
             Block& block = blocks_.back();
             block.slots[block.used++] = entry;
-            ++size_;
         }
-        std::size_t size() const noexcept { return size_; }
+        std::size_t size() const noexcept {
+            std::size_t total = 0;
+            for (Block const& block : blocks_) {
+                total += block.used;
+            }
+            return total;
+        }
         template <typename Visit>
         void forEach(Visit visit) const {
             for (Block const& block : blocks_) {
                 std::for_each(block.slots.get(), block.slots.get() + block.used, visit);
             }
         }
-        void clear() noexcept {
-            std::vector<Block>().swap(blocks_);
-            size_ = 0;
-        }
+        void clear() noexcept { std::vector<Block>().swap(blocks_); }
 
     private:
         static constexpr std::size_t firstBlock = 256;
@@ -122,7 +124,6 @@ private:
             std::size_t used;
         };
         std::vector<Block> blocks_;
-        std::size_t size_ = 0;
     };
 
     static std::uint64_t hash(XercesNode const* key) noexcept {

@@ -333,8 +333,8 @@ class Rewriter {
 public:
     explicit Rewriter(std::u16string const& expression)
         : text_(expression), all_(tokens(text_)), closing_(all_.size(), all_.size()) {
-        // Brackets of either kind close the innermost open one, as the evaluator's parser sees
-        // them for its errors; an unclosed one closes behind the last token.
+        // A bracket of either kind closes the innermost open one; an unclosed one closes behind
+        // the last token.
         std::vector<std::size_t> open;
         for (std::size_t i = 0; i < all_.size(); ++i) {
             if (symbolIs(i, u"(") || symbolIs(i, u"[")) {
@@ -370,11 +370,6 @@ public:
                                                      : (first.removed == 0 && second.removed != 0);
         });
         std::u16string result;
-        std::size_t added = 0;
-        for (Edit const& edit : edits_) {
-            added += edit.inserted.size();
-        }
-        result.reserve(text_.size() + added);
         std::size_t copied = 0;
         for (std::size_t const index : order) {
             Edit const& edit = edits_[index];
